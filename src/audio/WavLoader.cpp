@@ -1,0 +1,264 @@
+#include "audio/WavLoader.h"
+
+// The sample range is asserted in release builds too.
+#undef NDEBUG
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cassert>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <type_traits>
+
+static_assert(std::endian::native == std::endian::little, "WAV values are copied as they stand");
+static_assert(sizeof(WaveFormatHeader) == 24 && std::is_trivially_copyable_v<WaveFormatHeader>);
+
+namespace {
+
+constexpr std::uint64_t scratchSize = 16 * 1024 * 1024;  // bytes, the most of a file that counts
+constexpr std::uint64_t shortestFile = 20;               // bytes
+constexpr int integerPcm = 1;
+
+using ChunkId = std::array<char, 4>;
+
+constexpr ChunkId riffId{'R', 'I', 'F', 'F'};
+constexpr ChunkId waveId{'W', 'A', 'V', 'E'};
+constexpr ChunkId junkId{'J', 'U', 'N', 'K'};
+constexpr ChunkId formatId{'f', 'm', 't', ' '};
+constexpr ChunkId dataId{'d', 'a', 't', 'a'};
+
+/// The first bytes of a file, followed by zeros.
+class ScratchBuffer {
+ public:
+  // Zeroed by calloc, the pages that the file does not reach are never touched.
+  ScratchBuffer() : bytes(static_cast<char*>(std::calloc(scratchSize, 1))) {
+    if (bytes == nullptr) {
+      throw std::bad_alloc();
+    }
+  }
+
+  /// Reads the file at `path` as far as the buffer reaches and sets `total` to the bytes read.
+  /// Returns false if the file can't be opened or read.
+  bool readFile(const char* path, std::uint64_t& total) {
+    std::ifstream file(path, std::ios::binary);
+    total = 0;
+    while (!file.eof() && total < scratchSize) {
+      if (!file.good()) {
+        return false;
+      }
+      file.read(bytes.get() + total, static_cast<std::streamsize>(scratchSize - total));
+      total += static_cast<std::uint64_t>(file.gcount());
+    }
+    return true;
+  }
+
+  /// The value that stands at `position`; bytes past the buffer are zeros like those past the file.
+  template <typename Value>
+  Value valueAt(std::uint64_t position) const {
+    std::array<char, sizeof(Value)> image{};
+    if (position < scratchSize) {
+      std::memcpy(image.data(), at(position),
+                  std::min<std::uint64_t>(sizeof(Value), scratchSize - position));
+    }
+    return std::bit_cast<Value>(image);
+  }
+
+  const char* at(std::uint64_t position) const { return bytes.get() + position; }
+
+ private:
+  struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+  };
+
+  std::unique_ptr<char, Free> bytes;
+};
+
+/// What one raw sample value is multiplied by: the divisor is the full unsigned range of the width
+/// plus one half, so that 8, 16 and 24 bits come out in about -0.5 to +0.5 and 32 bits doubled.
+constexpr double scaleFactor(int bitsPerSample) {
+  const int shift = bitsPerSample % 32;
+  const std::int32_t range = (1 << shift) - 1;
+  return 1.0 / (range + 0.5);
+}
+
+/// Whether every sample of that width scales to -1.0 to 1.0.
+constexpr bool staysInRange(int bitsPerSample) {
+  return static_cast<double>(std::int64_t{1} << (bitsPerSample - 1)) * scaleFactor(bitsPerSample) <=
+         1.0;
+}
+
+/// The interleaved frames of a file and the planar buffer that they need.
+struct PcmData {
+  std::uint64_t position;  // of the first byte in the scratch buffer
+  int bitsPerSample;       // 0 where nothing is read: an unknown width or no channels
+  int numChannels;
+  int numberOfSamples;  // a channel
+  int bufferSize;       // floats
+};
+
+PcmData describePcmData(const WaveFormatHeader& format, std::uint64_t position,
+                        std::uint32_t numberOfSamples) {
+  const bool isKnownWidth = format.bitsPerSample >= 8 && format.bitsPerSample <= 32;
+  const bool isRead = isKnownWidth && format.numChannels > 0;
+  PcmData pcm{position, isRead ? format.bitsPerSample : 0, format.numChannels,
+              static_cast<int>(numberOfSamples), 0};
+  // The product wraps at 32 bits. Without channels there is silence of the stated length.
+  pcm.bufferSize = format.numChannels > 0 ? static_cast<int>(format.numChannels * numberOfSamples)
+                                          : std::max(pcm.numberOfSamples, 0);
+  return pcm;
+}
+
+/// Whether the conversion reads only inside the scratch buffer and writes only inside the sample
+/// buffer, and the file does not claim more frames than the scratch buffer has bytes.
+bool staysInsideBuffers(const PcmData& pcm) {
+  if (pcm.numberOfSamples <= 0) {
+    return true;
+  }
+  const std::int64_t samples = std::int64_t{pcm.numChannels} * pcm.numberOfSamples;
+  const auto bytes = static_cast<std::uint64_t>(samples * pcm.bitsPerSample / 8);
+  return pcm.position + bytes <= scratchSize && samples <= pcm.bufferSize &&
+         static_cast<std::uint64_t>(pcm.numberOfSamples) <= scratchSize;
+}
+
+/// The little-endian sample at `bytes`, signed in every width, 8 bits included.
+template <int BitsPerSample>
+std::int32_t rawSample(const char* bytes) {
+  if constexpr (BitsPerSample == 8) {
+    return static_cast<signed char>(*bytes);
+  } else if constexpr (BitsPerSample == 16) {
+    std::int16_t value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+  } else if constexpr (BitsPerSample == 24) {
+    const auto byte = [bytes](int i) {
+      return std::uint32_t{static_cast<unsigned char>(bytes[i])};
+    };
+    const std::uint32_t upperBits = byte(0) << 8 | byte(1) << 16 | byte(2) << 24;
+    return static_cast<std::int32_t>(upperBits) >> 8;
+  } else {
+    std::int32_t value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+  }
+}
+
+/// Converts the frames into `planar`, channel after channel. Returns the first scaled sample, in
+/// the order of the file, that lies outside -1.0 to 1.0 and stops there, or 0.0 when there is none.
+template <int BitsPerSample>
+double convertSamples(const PcmData& pcm, const char* samples, float* planar) {
+  constexpr double scale = scaleFactor(BitsPerSample);
+  const auto scaledSample = [&](int frame, int channel) {
+    const std::ptrdiff_t i = std::ptrdiff_t{frame} * pcm.numChannels + channel;
+    return rawSample<BitsPerSample>(samples + i * (BitsPerSample / 8)) * scale;
+  };
+
+  if constexpr (staysInRange(BitsPerSample)) {
+    for (int channel = 0; channel < pcm.numChannels; ++channel) {
+      for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
+        *planar++ = static_cast<float>(scaledSample(frame, channel));
+      }
+    }
+  } else {
+    for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
+      for (int channel = 0; channel < pcm.numChannels; ++channel) {
+        const double v = scaledSample(frame, channel);
+        if (v > 1.0 || v < -1.0) {
+          return v;
+        }
+        planar[channel * pcm.numberOfSamples + frame] = static_cast<float>(v);
+      }
+    }
+  }
+  return 0.0;
+}
+
+double convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* planar) {
+  const char* samples = scratch.at(pcm.position);
+  switch (pcm.bitsPerSample) {
+    case 8:
+      return convertSamples<8>(pcm, samples, planar);
+    case 16:
+      return convertSamples<16>(pcm, samples, planar);
+    case 24:
+      return convertSamples<24>(pcm, samples, planar);
+    case 32:
+      return convertSamples<32>(pcm, samples, planar);
+    default:
+      std::fill_n(planar, pcm.bufferSize, 0.0F);
+      return 0.0;
+  }
+}
+
+// What the processor does on a division by zero, which the language leaves undefined.
+[[noreturn]] void endWithArithmeticFault() {
+  std::signal(SIGFPE, SIG_DFL);
+  std::raise(SIGFPE);
+  std::abort();
+}
+
+}  // namespace
+
+WavLoader::~WavLoader() { delete[] audioBuffer; }
+
+bool WavLoader::load(const char* path) {
+  ScratchBuffer scratch;
+  std::uint64_t total = 0;
+  if (!scratch.readFile(path, total) || total < shortestFile) {
+    return false;
+  }
+  if (scratch.valueAt<ChunkId>(0) != riffId || scratch.valueAt<ChunkId>(8) != waveId) {
+    return false;
+  }
+
+  std::uint64_t position = 12;
+  if (scratch.valueAt<ChunkId>(position) == junkId) {
+    const auto size = scratch.valueAt<std::uint32_t>(position + 4);
+    position = position + 4 + (size + 4 + (size & 1));  // the sum in brackets wraps at 32 bits
+  }
+
+  if (scratch.valueAt<ChunkId>(position) != formatId) {
+    return false;
+  }
+  const auto format = scratch.valueAt<WaveFormatHeader>(position);
+  position += sizeof format;
+  if (format.audioFormat != integerPcm || format.bitsPerSample % 8 != 0) {
+    return false;
+  }
+
+  if (scratch.valueAt<ChunkId>(position) != dataId) {
+    return false;
+  }
+  position += sizeof dataId;
+  auto dataSize = scratch.valueAt<std::uint32_t>(position);
+  position += sizeof dataSize;
+  if (dataSize + position > total) {
+    dataSize = static_cast<std::uint32_t>(total - position);
+  }
+
+  if (format.blockAlign == 0) {
+    endWithArithmeticFault();
+  }
+  const PcmData pcm = describePcmData(format, position, dataSize / format.blockAlign);
+  // A negative size is let through: the allocation fails on it.
+  if (pcm.bufferSize >= 0 && !staysInsideBuffers(pcm)) {
+    return false;
+  }
+  std::unique_ptr<float[]> converted(new float[static_cast<std::size_t>(pcm.bufferSize)]);
+  const double v = convertSamples(pcm, scratch, converted.get());
+  assert(v <= 1.0);
+  assert(v >= -1.0);
+
+  delete[] audioBuffer;
+  audioBuffer = converted.release();
+  bitDepth = format.bitsPerSample;
+  sampleRate = static_cast<int>(format.sampleRate);
+  numChannels = pcm.numChannels;
+  numberOfSamples = pcm.numberOfSamples;
+  return true;
+}

@@ -1,0 +1,148 @@
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "audio/WavLoader.h"
+#include "preset/K7_PresetRevisionConverter.h"
+#include "preset/Kestrel7SysexReaderWriter.h"
+#include "preset/PresetBank.h"
+#include "tape/TapeDataReader.h"
+#include "transfer/writeTransferFiles.h"
+
+namespace {
+
+constexpr int failureStatus = -1;
+
+struct Options {
+  bool convertToRev3 = false;
+  bool checkWavFormat = false;
+};
+
+void printUsage() {
+  std::printf(
+      "usage: Kestrel7ToTransferFiles [44.1k wav file or SysexFile] outputFolder -R1/2/3\n");
+  std::printf("or\n");
+  std::printf("usage: Kestrel7ToTransferFiles [wav file] outputFolder -CheckWavFormat\n");
+}
+
+/// Options may stand anywhere; every other argument is ignored, -R3 (no conversion) among them.
+Options scanOptions(int argc, char** argv) {
+  Options options;
+  for (int i = 0; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (argument == "-R1" || argument == "-R2") {
+      options.convertToRev3 = true;
+    } else if (argument == "-CheckWavFormat") {
+      options.checkWavFormat = true;
+    }
+  }
+  return options;
+}
+
+/// What follows the last "." of the whole path, folders included; all of it if there is none.
+std::string extensionOf(const std::string& path) { return path.substr(path.rfind('.') + 1); }
+
+/// Prints a progress line, which is out before the step that it names begins.
+void printProgress(const char* line) {
+  std::printf("%s", line);
+  std::fflush(stdout);
+}
+
+void printCannotOpen(const std::string& path) { std::printf("can't open %s\n", path.c_str()); }
+
+/// Loads the recording at `path`. Ends the process with status 0 if it can't be opened; what can be
+/// opened but not loaded leaves the loader as constructed.
+void loadRecording(const std::string& path, WavLoader& loader) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    printCannotOpen(path);
+    std::exit(EXIT_SUCCESS);
+  }
+  std::fclose(file);
+  loader.load(path.c_str());
+}
+
+/// Prints the format of the recording and writes the verdict on it to "format" in `outputFolder`.
+/// Returns the exit status.
+int checkWavFormat(const WavLoader& loader, const std::string& outputFolder) {
+  const std::string reportPath = outputFolder + "/" + "format";
+  std::FILE* report = std::fopen(reportPath.c_str(), "w");
+  if (report == nullptr) {
+    printCannotOpen(reportPath);
+    return failureStatus;
+  }
+  const int bitDepth = loader.getBitDepth();
+  const int sampleRate = loader.getSampleRate();
+  std::printf("Wav format -> SampleRate %d BitDepth %d\n", sampleRate, bitDepth);
+  std::fprintf(
+      report,
+      sampleRate == tapeSampleRate ? "OK: SampleRate %d\n" : "WRONG SAMPLERATE: SampleRate %d\n",
+      sampleRate);
+  std::fclose(report);
+  return EXIT_SUCCESS;
+}
+
+void decodeRecording(const WavLoader& loader, PresetBank& bank) {
+  TapeDataReader reader;
+  reader.readPresetData(loader.getAudioBuffer(), loader.getNumberOfSamples());
+  reader.getRawPresetBankBytes(bank.data());
+}
+
+/// Fills the bank from the SysEx file at `path`, as far as that reaches. Ends the process with
+/// status -1 if it can't be opened.
+void readSysexBank(const std::string& path, PresetBank& bank) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    printCannotOpen(path);
+    std::exit(failureStatus);
+  }
+  // Left open on purpose: it is the process that closes it.
+  Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, bank.data());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    printUsage();
+    std::exit(EXIT_SUCCESS);
+  }
+#ifdef SIGPIPE
+  // Nobody reading the messages is no reason to leave the files unwritten.
+  std::signal(SIGPIPE, SIG_IGN);
+#endif
+
+  const Options options = scanOptions(argc, argv);
+  const std::string inputPath = argv[1];
+  const std::string outputFolder = argv[2];
+  PresetBank bank{};
+
+  const std::string extension = extensionOf(inputPath);
+  if (extension == "wav") {
+    printProgress("reading tape data..\n");
+    WavLoader loader;
+    loadRecording(inputPath, loader);
+    if (options.checkWavFormat) {
+      return checkWavFormat(loader, outputFolder);
+    }
+    decodeRecording(loader, bank);
+  } else if (extension == "syx" || extension == "sysex") {
+    printProgress("reading sysex data..\n");
+    readSysexBank(inputPath, bank);
+  } else {
+    std::printf("expected syx, sysex or wav file..");
+    std::exit(failureStatus);
+  }
+
+  if (options.convertToRev3) {
+    printProgress("converting to Revision 3..\n");
+    K7_PresetRevisionConverter::convertBankRev1ToRev3(bank.data(), bank.data());
+  }
+
+  if (writeTransferFiles(bank.data(), presetCount, outputFolder) == -1) {
+    std::printf("hmmm, that didn't work..");
+  }
+  return EXIT_SUCCESS;
+}

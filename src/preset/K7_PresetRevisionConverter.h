@@ -1,0 +1,22 @@
+#pragma once
+
+/// Moves preset records between the revision-1 arrangement (instruments of revisions 1 and 2) and
+/// the revision-3 arrangement. Source and destination are 24 bytes for a preset and 960 bytes for a
+/// bank; they may be the same buffer, but must not overlap otherwise.
+class K7_PresetRevisionConverter {
+ public:
+  K7_PresetRevisionConverter() = delete;
+
+  /// Rearranges one record; every bit of the source stands once in the destination.
+  static void convertPresetRev1ToRev3(const char* source, char* destination);
+
+  /// Rearranges one record back, but for bit 7 of revision-1 byte 8: it repeats POLY-MOD_FREQ_A,
+  /// and UNISON is dropped.
+  static void convertPresetRev3ToRev1(const char* source, char* destination);
+
+  /// Converts all 40 records of a bank.
+  static void convertBankRev1ToRev3(const char* source, char* destination);
+
+  /// Converts all 40 records of a bank back.
+  static void convertBankRev3ToRev1(const char* source, char* destination);
+};
