@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "preset/PresetBank.h"
+
+/// 960 random bytes, always the same for one `seed`.
+PresetBank randomBank(std::uint32_t seed);
+
+/// The bank as a string of 960 bytes.
+std::string bytesOf(const PresetBank& bank);
+
+/// A SysEx bank file (2,120 bytes) of the records in `bank` (960 bytes).
+std::string sysexFile(std::string_view bank);
+
+/// The text of a transfer file for one 24-byte revision-3 record.
+std::string transferText(std::string_view record);
+
+/// The name of the transfer file of the record with index 0 to 39.
+std::string transferName(int record);
