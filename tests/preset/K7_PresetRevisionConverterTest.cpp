@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <ostream>
 #include <string>
 
 #include "preset/K7_PresetRevisionConverter.h"
@@ -97,9 +99,9 @@ std::string randomBytes(std::uint32_t seed, std::size_t size) {
   return bytesOf(randomBank(seed)).substr(0, size);
 }
 
-}  // namespace
-
 class K7_PresetRevisionConverterTest : public testing::TestWithParam<Direction> {};
+
+}  // namespace
 
 TEST_P(K7_PresetRevisionConverterTest, PutsEachOfThe192BitsInItsPlace) {
   const Direction& direction = GetParam();

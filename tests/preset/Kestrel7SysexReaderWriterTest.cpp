@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -61,6 +61,21 @@ std::string bankBeginningWith(std::string_view bytes) {
 std::string fileWithPair(char first, char second) {
   return std::string("\xF0\x7D\x07\x00", 4) + first + second;
 }
+
+struct Stop {
+  std::size_t offset;     // of the byte where the reading ends
+  std::size_t bankBytes;  // read so far
+};
+
+class Kestrel7SysexStopTest : public testing::TestWithParam<Stop> {};
+
+struct NibblePair {
+  int first;
+  int second;
+  int expected;
+};
+
+class Kestrel7SysexPairTest : public testing::TestWithParam<NibblePair> {};
 
 }  // namespace
 
@@ -132,13 +147,6 @@ TEST(Kestrel7SysexReaderWriter, ShiftsAllDataAfterASurplusByte) {
   EXPECT_EQ(readBank(file).bank[0], static_cast<char>((bank[0] & 0x0F) << 4));
 }
 
-struct Stop {
-  std::size_t offset;     // of the byte where the reading ends
-  std::size_t bankBytes;  // read so far
-};
-
-class Kestrel7SysexStopTest : public testing::TestWithParam<Stop> {};
-
 TEST_P(Kestrel7SysexStopTest, EndsTheReadingAtAByte0xFF) {
   const auto [offset, bankBytes] = GetParam();
   const std::string bank = bytesOf(randomBank(5));
@@ -207,14 +215,6 @@ TEST(Kestrel7SysexReaderWriter, NeedsNoTrailingByteAtTheEnd) {
   EXPECT_EQ(reading.bank, bankBeginningWith(bank));
   EXPECT_EQ(reading.position, 2119);
 }
-
-struct NibblePair {
-  int first;
-  int second;
-  int expected;
-};
-
-class Kestrel7SysexPairTest : public testing::TestWithParam<NibblePair> {};
 
 TEST_P(Kestrel7SysexPairTest, JoinsToOneByte) {
   const auto [first, second, expected] = GetParam();

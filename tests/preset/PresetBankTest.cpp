@@ -1,5 +1,17 @@
 #include <gtest/gtest.h>
 
+namespace {
+
+struct PresetPlace {
+  int record;
+  int group;
+  int number;
+};
+
+class PresetBankPlaceTest : public testing::TestWithParam<PresetPlace> {};
+
+}  // namespace
+
 #include "preset/PresetBank.h"
 
 TEST(PresetBank, HoldsFortyRecordsOfTwentyFourBytesInGroupsOfEight) {
@@ -21,14 +33,6 @@ TEST(PresetBank, NumbersTheRecordsGroupByGroup) {
   }
   EXPECT_EQ(record, 40);
 }
-
-struct PresetPlace {
-  int record;
-  int group;
-  int number;
-};
-
-class PresetBankPlaceTest : public testing::TestWithParam<PresetPlace> {};
 
 TEST_P(PresetBankPlaceTest, IsGroupAndNumberWithinIt) {
   const auto [record, group, number] = GetParam();

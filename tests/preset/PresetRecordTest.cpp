@@ -34,6 +34,15 @@ const PresetField& fieldOf(const std::string& key) {
                        [&key](const PresetField& field) { return field.key == key; });
 }
 
+struct FieldReading {
+  const char* key;
+  int byte;
+  int value;
+  int expected;
+};
+
+class PresetRecordFieldTest : public testing::TestWithParam<FieldReading> {};
+
 }  // namespace
 
 TEST(PresetRecord, LiesAsTheInstrumentsOfRevision3HaveIt) {
@@ -102,15 +111,6 @@ TEST(PresetRecord, ReadsEveryFieldFromItsByteAlone) {
     }
   }
 }
-
-struct FieldReading {
-  const char* key;
-  int byte;
-  int value;
-  int expected;
-};
-
-class PresetRecordFieldTest : public testing::TestWithParam<FieldReading> {};
 
 TEST_P(PresetRecordFieldTest, IsNeverNegative) {
   const auto [key, byte, value, expected] = GetParam();
