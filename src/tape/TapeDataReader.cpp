@@ -1,5 +1,7 @@
 #include "tape/TapeDataReader.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -22,6 +24,9 @@ constexpr FlipCountRange shortHalfPeriod{4, 18};  // 0.11 to 0.43 ms, a tone of 
 constexpr int longsPerZeroBit = 4;
 constexpr int shortsPerOneBit = 12;
 constexpr int leaderOnes = 10;
+
+constexpr float largestExactCount =
+    16'777'216.0F;  // up to which every count has a float of its own
 
 std::FILE* openForWriting(const char* name) {
   std::FILE* file = std::fopen(name, "wb");
@@ -137,17 +142,21 @@ void TapeDataReader::saveIndividualRawPresetDataToFiles() const {
 }
 
 int TapeDataReader::readTillFlip() {
-  int count = 0;
-  while (numSamples > static_cast<float>(readPos)) {
-    const float sample = samples[readPos++];
-    const bool flipped = getSign(sample) != getSign(lastSample);
-    lastSample = sample;
-    if (flipped) {
-      return count;
-    }
-    ++count;
+  const float* const start = samples + readPos;
+  const float* const end = samples + endOfData();
+  const bool wasPositive = getSign(lastSample) > 0;
+  const float* const flip = std::find_if(
+      start, end, [wasPositive](float sample) { return (getSign(sample) > 0) != wasPositive; });
+
+  const auto count = static_cast<int>(flip - start);
+  if (flip == end) {
+    readPos += count;
+    lastSample = count > 0 ? end[-1] : lastSample;
+    return -1;
   }
-  return -1;
+  readPos += count + 1;
+  lastSample = *flip;
+  return count;
 }
 
 void TapeDataReader::readConsec(int ones) {
@@ -199,6 +208,21 @@ TapeDataReader::Group TapeDataReader::countHalfPeriod(int flipCount, int& longCo
     }
   }
   return Group::None;
+}
+
+/// The first position from `readPos` on at which `numSamples` > position is false. The comparison
+/// is made in single precision, in which positions above 16,777,216 share values with their
+/// neighbours.
+int TapeDataReader::endOfData() const {
+  if (!(numSamples > static_cast<float>(readPos))) {
+    return readPos;
+  }
+  int end = static_cast<int>(numSamples <= largestExactCount ? numSamples
+                                                             : std::nextafter(numSamples, 0.0F));
+  while (numSamples > static_cast<float>(end)) {
+    ++end;
+  }
+  return end;
 }
 
 /// The eight bits of a decoded byte, the first one as the most significant.

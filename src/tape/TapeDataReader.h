@@ -72,6 +72,7 @@ class TapeDataReader {
   enum class Group { None, Longs, Shorts };
 
   Group countHalfPeriod(int flipCount, int& longCount);
+  int endOfData() const;
   char packedByte(int preset, int byte) const;
   void writePreset(int preset, std::FILE* file) const;
 };
