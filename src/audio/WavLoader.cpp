@@ -104,6 +104,7 @@ struct PcmData {
 
 PcmData describePcmData(const WaveFormatHeader& format, std::uint64_t position,
                         std::uint32_t numberOfSamples) {
+  // The width is a multiple of 8 by now.
   const bool isKnownWidth = format.bitsPerSample >= 8 && format.bitsPerSample <= 32;
   const bool isRead = isKnownWidth && format.numChannels > 0;
   PcmData pcm{position, isRead ? format.bitsPerSample : 0, format.numChannels,
@@ -122,7 +123,7 @@ bool staysInsideBuffers(const PcmData& pcm) {
   }
   const std::int64_t samples = std::int64_t{pcm.numChannels} * pcm.numberOfSamples;
   const auto bytes = static_cast<std::uint64_t>(samples * pcm.bitsPerSample / 8);
-  return pcm.position + bytes <= scratchSize && samples <= pcm.bufferSize &&
+  return (bytes == 0 || pcm.position + bytes <= scratchSize) && samples <= pcm.bufferSize &&
          static_cast<std::uint64_t>(pcm.numberOfSamples) <= scratchSize;
 }
 
@@ -179,16 +180,15 @@ double convertSamples(const PcmData& pcm, const char* samples, float* planar) {
 }
 
 double convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* planar) {
-  const char* samples = scratch.at(pcm.position);
   switch (pcm.bitsPerSample) {
     case 8:
-      return convertSamples<8>(pcm, samples, planar);
+      return convertSamples<8>(pcm, scratch.at(pcm.position), planar);
     case 16:
-      return convertSamples<16>(pcm, samples, planar);
+      return convertSamples<16>(pcm, scratch.at(pcm.position), planar);
     case 24:
-      return convertSamples<24>(pcm, samples, planar);
+      return convertSamples<24>(pcm, scratch.at(pcm.position), planar);
     case 32:
-      return convertSamples<32>(pcm, samples, planar);
+      return convertSamples<32>(pcm, scratch.at(pcm.position), planar);
     default:
       std::fill_n(planar, pcm.bufferSize, 0.0F);
       return 0.0;
