@@ -15,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "signal/TapeSignal.h"
 #include "support/Files.h"
 #include "tape/TapeDataReader.h"
 
@@ -54,14 +53,19 @@ std::string randomBits(std::uint32_t seed, std::size_t count) {
   return bits;
 }
 
-/// A decoder that has decoded `bits`.
+/// A decoder that has decoded `bits` behind a leader and a start marker.
 TapeDataReader decoderOf(const std::string& bits) {
-  HalfPeriods signal;
+  std::vector<float> recording;
+  float level = 1.0F;
   for (const char bit : std::string(10, '1') + '0' + bits) {
-    appendBit(signal, bit == '1');
+    const std::size_t halfPeriods = bit == '1' ? 12 : 4;
+    const std::size_t samples = bit == '1' ? 12 : 42;
+    for (std::size_t i = 0; i < halfPeriods; ++i) {
+      recording.insert(recording.end(), samples, level);
+      level = -level;
+    }
   }
-  signal.push_back(HalfPeriod::Short);  // closes the last half-period of the last bit
-  std::vector<float> recording = recordTape(signal, {.shape = WaveShape::Square, .silence = 0.0});
+  recording.push_back(level);  // closes the last half-period
   TapeDataReader decoder;
   decoder.readPresetData(recording.data(), static_cast<int>(recording.size()));
   return decoder;
