@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int cannotStart = 127;
 constexpr int ordinaryUser = 65534;  // nobody
+constexpr int mostInheritedFiles = 1024;
 
 void limit(decltype(RLIMIT_AS) resource, long most) {
   if (most > 0) {
@@ -24,23 +26,27 @@ void limit(decltype(RLIMIT_AS) resource, long most) {
   }
 }
 
-void redirect(int descriptor, const std::string& path) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+void redirect(int descriptor, const std::string& path, int mode) {
+  const int file = open(path.c_str(), mode, 0666);
   dup2(file, descriptor);
   close(file);
+}
+
+void redirectToFile(int descriptor, const std::string& path) {
+  redirect(descriptor, path, O_WRONLY | O_CREAT | O_TRUNC);
 }
 
 void redirectStandardOutput(StandardOutput kind, const std::string& capturePath) {
   int ends[2];
   switch (kind) {
     case StandardOutput::Captured:
-      redirect(STDOUT_FILENO, capturePath);
+      redirectToFile(STDOUT_FILENO, capturePath);
       break;
     case StandardOutput::Closed:
       close(STDOUT_FILENO);
       break;
     case StandardOutput::FullDevice:
-      redirect(STDOUT_FILENO, "/dev/full");
+      redirectToFile(STDOUT_FILENO, "/dev/full");
       break;
     case StandardOutput::PipeNobodyReads:
       if (pipe(ends) == 0) {
@@ -52,29 +58,57 @@ void redirectStandardOutput(StandardOutput kind, const std::string& capturePath)
   }
 }
 
+/// Takes back what the test's own environment may have changed: ignored signals and open files.
+void forgetInheritance() {
+  for (int number = 1; number < NSIG; ++number) {
+    std::signal(number, SIG_DFL);
+  }
+  for (int descriptor = STDERR_FILENO + 1; descriptor < mostInheritedFiles; ++descriptor) {
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
+}
+
+void setEnvironment(const std::vector<std::string>& variables) {
+  // Where a build that counts its coverage can't write the counts, it need not say so.
+  setenv("GCOV_ERROR_FILE", "/dev/null", 1);
+  for (const std::string& variable : variables) {
+    const std::size_t equals = variable.find('=');
+    setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
+  }
+}
+
 bool dropRoot() {
   return geteuid() != 0 ||
          (setgroups(0, nullptr) == 0 && setgid(ordinaryUser) == 0 && setuid(ordinaryUser) == 0);
 }
 
-[[noreturn]] void startProgram(const std::vector<std::string>& command,
-                               const ProcessOptions& options, const TemporaryFolder& captures) {
-  redirect(STDERR_FILENO, captures / "errors");
+[[noreturn]] void startProgram(std::vector<std::string> command, const ProcessOptions& options,
+                               const TemporaryFolder& captures) {
+  // Opened before root is dropped, the program may lie in a folder that only root may enter.
+  const int program = open(command.front().c_str(), O_PATH);
+  redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+  redirectToFile(STDERR_FILENO, captures / "errors");
   redirectStandardOutput(options.standardOutput, captures / "output");
+  forgetInheritance();
+  setEnvironment(options.environment);
   limit(RLIMIT_AS, options.addressSpace);
   limit(RLIMIT_FSIZE, options.largestFile);
+  limit(RLIMIT_NOFILE, options.openFiles);
   limit(RLIMIT_CORE, 1);
   alarm(options.seconds);
   const bool isPrepared =
       (options.workingFolder.empty() || chdir(options.workingFolder.c_str()) == 0) &&
       (!options.asOrdinaryUser || dropRoot());
   if (isPrepared) {
+    if (!options.argument0.empty()) {
+      command.front() = options.argument0;
+    }
     std::vector<char*> arguments;
-    for (const std::string& argument : command) {
-      arguments.push_back(const_cast<char*>(argument.c_str()));
+    for (std::string& argument : command) {
+      arguments.push_back(argument.data());
     }
     arguments.push_back(nullptr);
-    execvp(arguments.front(), arguments.data());
+    fexecve(program, arguments.data(), environ);
   }
   _exit(cannotStart);
 }
@@ -104,11 +138,4 @@ ProcessResult run(const std::vector<std::string>& command, const ProcessOptions&
   }
   result.errors = readFile(captures / "errors");
   return result;
-}
-
-ProcessResult runConverter(const std::vector<std::string>& arguments,
-                           const ProcessOptions& options) {
-  std::vector<std::string> command{CONVERTER_PATH};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return run(command, options);
 }

@@ -12,12 +12,15 @@ enum class StandardOutput {
 };
 
 struct ProcessOptions {
-  std::string workingFolder;  // the test's own if empty
+  std::string argument0 = {};      // the name that the program gets; its path if empty
+  std::string workingFolder = {};  // the test's own if empty
   StandardOutput standardOutput = StandardOutput::Captured;
   bool asOrdinaryUser = false;  // drops root; changes nothing if there is none to drop
   long addressSpace = 0;        // bytes at the most, unlimited if 0
   long largestFile = 0;         // bytes at the most that may be written to one file, unlimited if 0
-  unsigned seconds = 60;        // after which the process is ended by SIGALRM
+  long openFiles = 0;           // at the most at any one time, the three standard ones among them
+  std::vector<std::string> environment = {};  // NAME=value, besides the test's own
+  unsigned seconds = 60;                      // after which the process is ended by SIGALRM
 };
 
 struct ProcessResult {
@@ -27,9 +30,6 @@ struct ProcessResult {
   std::string errors;
 };
 
-/// Runs `command` (program and arguments; found along PATH) to its end.
+/// Runs `command` (the program's path and its arguments) to its end, without any input, with every
+/// signal doing what it does by default and no file open but the standard ones.
 ProcessResult run(const std::vector<std::string>& command, const ProcessOptions& options = {});
-
-/// Runs the converter with `arguments`.
-ProcessResult runConverter(const std::vector<std::string>& arguments,
-                           const ProcessOptions& options = {});
