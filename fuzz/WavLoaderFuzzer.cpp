@@ -1,0 +1,103 @@
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <span>
+
+#include "audio/WavLoader.h"
+#include "support/Check.h"
+#include "support/MemoryFile.h"
+#include "support/TapeModel.h"
+#include "support/WavModel.h"
+#include "tape/TapeDataReader.h"
+
+namespace {
+
+// A file of a few bytes can ask for gigabytes, which a small machine does not have.
+constexpr std::size_t largestAllocation = 512 * 1024;
+
+/// A loader whose members can be looked at.
+class OpenWavLoader : public WavLoader {
+ public:
+  using WavLoader::audioBuffer;
+  using WavLoader::bitDepth;
+  using WavLoader::numberOfSamples;
+  using WavLoader::numChannels;
+  using WavLoader::sampleRate;
+};
+
+bool runsOutOfMemory(OpenWavLoader& loader, const char* path, bool& isLoaded) {
+  try {
+    isLoaded = loader.load(path);
+    return false;
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+}
+
+void checkMembers(const OpenWavLoader& loader, const ExpectedWav& expected) {
+  checkEqual(loader.bitDepth, expected.bitDepth, "bit depth");
+  checkEqual(loader.sampleRate, expected.sampleRate, "sample rate");
+  checkEqual(loader.numChannels, expected.numChannels, "channels");
+  checkEqual(loader.numberOfSamples, expected.numberOfSamples, "samples a channel");
+  checkEqual(loader.getBitDepth(), expected.bitDepth, "bit depth from the getter");
+  checkEqual(loader.getSampleRate(), expected.sampleRate, "sample rate from the getter");
+  checkEqual(loader.getNumberOfSamples(), expected.numberOfSamples, "samples from the getter");
+  check(loader.getAudioBuffer() == loader.audioBuffer, "the getter gives the buffer");
+}
+
+void checkDecodedBank(const OpenWavLoader& loader) {
+  const int count = loader.getNumberOfSamples();
+  TapeModel model;
+  if (count > 0) {
+    model.decode({loader.getAudioBuffer(), static_cast<std::size_t>(count)});
+  }
+  TapeDataReader reader;
+  reader.readPresetData(loader.getAudioBuffer(), count);
+  std::array<char, 960> bank{};
+  reader.getRawPresetBankBytes(bank.data());
+  checkSame<char>(bank, model.bank(), "bank");
+}
+
+}  // namespace
+
+/// Only what asks for arrays is refused: that is the loader. A refused plain operator new would end
+/// a run with the address sanitizer instead of an exception.
+void* operator new[](std::size_t size) {
+  void* memory = size > largestAllocation ? nullptr : operator new[](size, std::nothrow);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+
+/// The loader's buffer of 16 MiB comes and goes in every execution: this way twice as fast.
+extern "C" const char* __asan_default_options() { return "clear_shadow_mmap_threshold=16777216"; }
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const MemoryFile file;
+  static const CapturedOutput output;
+  const ExpectedWav expected = expectedWav({data, size}, largestAllocation);
+  if (expected.outcome == WavOutcome::ArithmeticFault ||
+      expected.outcome == WavOutcome::RangeAssertion) {
+    return 0;  // as intended, neither returns
+  }
+
+  file.write({data, size});
+  OpenWavLoader loader;
+  bool isLoaded = false;
+  const int descriptor = nextDescriptor();
+  const bool isOutOfMemory = runsOutOfMemory(loader, file.path().c_str(), isLoaded);
+
+  checkEqual(nextDescriptor(), descriptor, "next descriptor");
+  checkEqual(isOutOfMemory, expected.outcome == WavOutcome::OutOfMemory, "allocation failure");
+  checkEqual(isLoaded, expected.outcome == WavOutcome::Loaded, "result of load");
+  checkMembers(loader, expected);
+  checkEqual(loader.audioBuffer != nullptr, isLoaded, "presence of a buffer");
+  if (isLoaded) {
+    checkSame<float>({loader.audioBuffer, expected.samples.size()}, expected.samples, "samples");
+    checkDecodedBank(loader);
+  }
+  check(output.take().empty(), "nothing printed");
+  return 0;
+}
