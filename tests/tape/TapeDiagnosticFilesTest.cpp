@@ -4,17 +4,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bitset>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
-#include <random>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "support/Banks.h"
 #include "support/Files.h"
 #include "tape/TapeDataReader.h"
 
@@ -44,11 +44,11 @@ class OpenReader : public TapeDataReader {
   using TapeDataReader::presetData;
 };
 
-std::string randomBits(std::uint32_t seed, std::size_t count) {
-  std::mt19937 random(seed);
+/// The bits of a bank in the order in which they come from the tape.
+std::string bitsOf(const PresetBank& bank) {
   std::string bits;
-  while (bits.size() < count) {
-    bits += (random() >> 16) % 2 == 0 ? '0' : '1';
+  for (const char byte : bank) {
+    bits += std::bitset<8>(static_cast<unsigned char>(byte)).to_string();
   }
   return bits;
 }
@@ -85,13 +85,7 @@ std::string dumpOf(const std::string& cells) {
   return dump + "\n";
 }
 
-std::string bankOf(const std::string& bits) {
-  std::string bank;
-  for (std::size_t i = 0; i < dataBitCount; i += 8) {
-    bank += static_cast<char>(std::stoi(bits.substr(i, 8), nullptr, 2));
-  }
-  return bank;
-}
+const std::string bitsBehindTheData = "1011001";
 
 const std::vector<std::string> recordNames{
     "bank1preset1.prs", "bank1preset2.prs", "bank1preset3.prs", "bank1preset4.prs",
@@ -115,7 +109,7 @@ std::ptrdiff_t openDescriptors() {
 
 TEST(BitStreamDump, IsALinePerByteAndTheLastEightCells) {
   const WorkingFolder folder;
-  const std::string bits = randomBits(1, bitStoreCells);
+  const std::string bits = bitsOf(randomBank(1)) + bitsBehindTheData;
 
   decoderOf(bits).savePresetDataAsBitStreamToFile();
 
@@ -126,7 +120,7 @@ TEST(BitStreamDump, IsALinePerByteAndTheLastEightCells) {
 TEST(BitStreamDump, Is8689BytesOfRawBitsAndLineFeeds) {
   const WorkingFolder folder;
 
-  decoderOf(randomBits(2, bitStoreCells)).savePresetDataAsBitStreamToFile();
+  decoderOf(bitsOf(randomBank(2))).savePresetDataAsBitStreamToFile();
 
   const std::string dump = readFile("myOutput.dat");
   EXPECT_EQ(dump.size(), 8689U);
@@ -137,7 +131,7 @@ TEST(BitStreamDump, Is8689BytesOfRawBitsAndLineFeeds) {
 namespace {
 
 struct LastLine {
-  const char* bitsBehindTheData;
+  const char* bitsBehind;
   const char* line;
 };
 
@@ -149,14 +143,13 @@ TEST_P(BitStreamDumpLastLineTest, BeginsWithTheLastDataBit) {
   const WorkingFolder folder;
   const std::string data = std::string(7679, '0') + '1';
 
-  decoderOf(data + GetParam().bitsBehindTheData).savePresetDataAsBitStreamToFile();
+  decoderOf(data + GetParam().bitsBehind).savePresetDataAsBitStreamToFile();
 
   std::string expected = GetParam().line;
   for (char& bit : expected) {
     bit = static_cast<char>(bit - '0');
   }
-  EXPECT_EQ(readFile("myOutput.dat").substr(8689 - 9), expected + "\n")
-      << GetParam().bitsBehindTheData;
+  EXPECT_EQ(readFile("myOutput.dat").substr(8689 - 9), expected + "\n") << GetParam().bitsBehind;
 }
 
 INSTANTIATE_TEST_SUITE_P(BitsBehindTheData, BitStreamDumpLastLineTest,
@@ -168,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(BitsBehindTheData, BitStreamDumpLastLineTest,
 
 TEST(BitStreamDump, ShowsTheLowestBitOfEachCell) {
   const WorkingFolder folder;
-  const std::string bits = randomBits(3, bitStoreCells);
+  const std::string bits = bitsOf(randomBank(3)) + bitsBehindTheData;
   OpenReader decoder;
   for (std::size_t i = 0; i < dataBitCount; ++i) {
     decoder.presetData[i / 192][i % 192 / 8][i % 8] = static_cast<char>(bits[i] - '0' - 2);
@@ -184,31 +177,31 @@ TEST(BitStreamDump, ShowsTheLowestBitOfEachCell) {
 
 TEST(RawBank, IsThe960BytesOfTheBank) {
   const WorkingFolder folder;
-  const std::string bits = randomBits(4, dataBitCount);
+  const PresetBank bank = randomBank(4);
 
-  decoderOf(bits).saveRawPresetBankDataToFile();
+  decoderOf(bitsOf(bank)).saveRawPresetBankDataToFile();
 
   EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{"myOutput.tap"});
   EXPECT_EQ(readFile("myOutput.tap").size(), 960U);
-  EXPECT_EQ(readFile("myOutput.tap"), bankOf(bits));
+  EXPECT_EQ(readFile("myOutput.tap"), bytesOf(bank));
 }
 
 TEST(RawRecords, AreTheBankInFortyFiles) {
   const WorkingFolder folder;
-  const std::string bits = randomBits(5, dataBitCount);
+  const PresetBank bank = randomBank(5);
 
-  decoderOf(bits).saveIndividualRawPresetDataToFiles();
+  decoderOf(bitsOf(bank)).saveIndividualRawPresetDataToFiles();
 
   EXPECT_EQ(filesIn(folder.path()), recordNames);
   for (std::size_t record = 0; record < 40; ++record) {
-    EXPECT_EQ(readFile(recordNames[record]), bankOf(bits).substr(24 * record, 24))
+    EXPECT_EQ(readFile(recordNames[record]), bytesOf(bank).substr(24 * record, 24))
         << recordNames[record];
   }
 }
 
 TEST(RawRecords, EndWithTheLastBytesOfTheRawBank) {
   const WorkingFolder folder;
-  const TapeDataReader decoder = decoderOf(randomBits(6, dataBitCount));
+  const TapeDataReader decoder = decoderOf(bitsOf(randomBank(6)));
 
   decoder.saveRawPresetBankDataToFile();
   decoder.saveIndividualRawPresetDataToFiles();
@@ -218,7 +211,8 @@ TEST(RawRecords, EndWithTheLastBytesOfTheRawBank) {
 
 TEST(RawFiles, AreMadeOfTheLowestBits) {
   const WorkingFolder folder;
-  const std::string bits = randomBits(7, dataBitCount);
+  const PresetBank bank = randomBank(7);
+  const std::string bits = bitsOf(bank);
   OpenReader decoder;
   for (std::size_t i = 0; i < dataBitCount; ++i) {
     decoder.presetData[i / 192][i % 192 / 8][i % 8] = static_cast<char>(bits[i] - '0' + 0x72);
@@ -227,8 +221,8 @@ TEST(RawFiles, AreMadeOfTheLowestBits) {
   decoder.saveRawPresetBankDataToFile();
   decoder.saveIndividualRawPresetDataToFiles();
 
-  EXPECT_EQ(readFile("myOutput.tap"), bankOf(bits));
-  EXPECT_EQ(readFile("bank3preset2.prs"), bankOf(bits).substr(17 * 24, 24));
+  EXPECT_EQ(readFile("myOutput.tap"), bytesOf(bank));
+  EXPECT_EQ(readFile("bank3preset2.prs"), bytesOf(bank).substr(17 * 24, 24));
 }
 
 // What the three operations have in common
@@ -241,14 +235,16 @@ struct Operation {
   const char* name;
   Save save;
   std::string firstFile;
-  std::string (*contentOf)(const std::string& bits);  // of the first file
+  std::string (*contentOf)(const PresetBank& bank);  // of the first file
 };
 
-std::string firstRecordOf(const std::string& bits) { return bankOf(bits).substr(0, 24); }
+std::string wholeDumpOf(const PresetBank& bank) { return dumpOf(bitsOf(bank) + bitsBehindTheData); }
+
+std::string firstRecordOf(const PresetBank& bank) { return bytesOf(bank).substr(0, 24); }
 
 const Operation operations[] = {
-    {"BitStream", &TapeDataReader::savePresetDataAsBitStreamToFile, "myOutput.dat", dumpOf},
-    {"RawBank", &TapeDataReader::saveRawPresetBankDataToFile, "myOutput.tap", bankOf},
+    {"BitStream", &TapeDataReader::savePresetDataAsBitStreamToFile, "myOutput.dat", wholeDumpOf},
+    {"RawBank", &TapeDataReader::saveRawPresetBankDataToFile, "myOutput.tap", bytesOf},
     {"RawRecords", &TapeDataReader::saveIndividualRawPresetDataToFiles, "bank1preset1.prs",
      firstRecordOf},
 };
@@ -262,8 +258,8 @@ class TapeDiagnosticFilesTest : public testing::TestWithParam<Operation> {
   void save() const { (decoder.*GetParam().save)(); }
 
   const WorkingFolder folder;
-  const std::string bits = randomBits(8, bitStoreCells);
-  const TapeDataReader decoder = decoderOf(bits);
+  const PresetBank bank = randomBank(8);
+  const TapeDataReader decoder = decoderOf(bitsOf(bank) + bitsBehindTheData);
 };
 
 /// Ends in a process of its own with what is printed in the file "printed" of another folder.
@@ -300,9 +296,9 @@ TEST_P(TapeDiagnosticFilesTest, AreOverwrittenFromScratch) {
   writeFile(GetParam().firstFile, std::string(20000, 'x'));
 
   save();
-  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bits));
+  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bank));
   save();
-  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bits));
+  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bank));
 }
 
 TEST_P(TapeDiagnosticFilesTest, AreWrittenWithoutAWord) {
