@@ -8,9 +8,6 @@
 
 namespace {
 
-// What the SysEx reader consumes of a complete bank: it stops at the end of the last preset's data.
-constexpr std::size_t completeBankSize = 2119;
-
 int fail(const std::string& message) {
   std::fprintf(stderr, "Kestrel7SysexToTape: %s\n", message.c_str());
   return 1;
@@ -18,6 +15,7 @@ int fail(const std::string& message) {
 
 /// Reads the bank of the SysEx file. Returns false unless all 40 presets are there.
 bool readCompleteBank(std::FILE* file, PresetBank& bank) {
+  constexpr std::size_t completeBankSize = Kestrel7SysexReaderWriter::completeBankSize;
   std::string bytes(completeBankSize, '\0');
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
   if (bytes.size() < completeBankSize || bytes.find('\xFF') != std::string::npos) {

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <type_traits>
 
 static_assert(std::endian::native == std::endian::little, "WAV values are copied as they stand");
@@ -43,11 +44,10 @@ class ScratchBuffer {
     }
   }
 
-  /// Reads the file at `path` as far as the buffer reaches and sets `total` to the bytes read.
-  /// Returns false if the file can't be opened or read.
-  bool readFile(const char* path, std::uint64_t& total) {
+  /// Reads the file at `path` as far as the buffer reaches. Returns false if it can't be opened or
+  /// read.
+  bool readFile(const char* path) {
     std::ifstream file(path, std::ios::binary);
-    total = 0;
     while (!file.eof() && total < scratchSize) {
       if (!file.good()) {
         return false;
@@ -57,6 +57,9 @@ class ScratchBuffer {
     }
     return true;
   }
+
+  /// The bytes read from the file.
+  std::uint64_t bytesRead() const { return total; }
 
   /// The value that stands at `position`; bytes past the buffer are zeros like those past the file.
   template <typename Value>
@@ -77,10 +80,60 @@ class ScratchBuffer {
   };
 
   std::unique_ptr<char, Free> bytes;
+  std::uint64_t total = 0;
 };
 
+/// Where the samples of a file stand in the scratch buffer.
+struct SampleBytes {
+  WaveFormatHeader format;
+  std::uint64_t position;
+  std::uint32_t size;
+};
+
+/// The position of the format chunk: after the RIFF header or after one JUNK chunk that follows it.
+std::uint64_t formatChunkPosition(const ScratchBuffer& scratch) {
+  constexpr std::uint64_t afterRiffHeader = 12;
+  if (scratch.valueAt<ChunkId>(afterRiffHeader) != junkId) {
+    return afterRiffHeader;
+  }
+  const auto size = scratch.valueAt<std::uint32_t>(afterRiffHeader + sizeof(ChunkId));
+  const std::uint32_t sizeFieldAndPaddedBody = size + 4 + (size & 1);  // wraps at 32 bits
+  return afterRiffHeader + sizeof(ChunkId) + sizeFieldAndPaddedBody;
+}
+
+/// Finds the samples of a WAV file of the one accepted layout; nothing in any other file.
+std::optional<SampleBytes> findSamples(const ScratchBuffer& scratch) {
+  if (scratch.bytesRead() < shortestFile || scratch.valueAt<ChunkId>(0) != riffId ||
+      scratch.valueAt<ChunkId>(8) != waveId) {
+    return std::nullopt;
+  }
+
+  std::uint64_t position = formatChunkPosition(scratch);
+  if (scratch.valueAt<ChunkId>(position) != formatId) {
+    return std::nullopt;
+  }
+  const auto format = scratch.valueAt<WaveFormatHeader>(position);
+  position += sizeof format;
+  if (format.audioFormat != integerPcm || format.bitsPerSample % 8 != 0) {
+    return std::nullopt;
+  }
+
+  if (scratch.valueAt<ChunkId>(position) != dataId) {
+    return std::nullopt;
+  }
+  position += sizeof dataId;
+  auto size = scratch.valueAt<std::uint32_t>(position);
+  position += sizeof size;
+  if (size + position > scratch.bytesRead()) {
+    // Wraps where the file ends inside the size field.
+    size = static_cast<std::uint32_t>(scratch.bytesRead() - position);
+  }
+  return SampleBytes{format, position, size};
+}
+
 /// What one raw sample value is multiplied by: the divisor is the full unsigned range of the width
-/// plus one half, so that 8, 16 and 24 bits come out in about -0.5 to +0.5 and 32 bits doubled.
+/// plus one half, so that 8, 16 and 24 bits come out in about -0.5 to +0.5. The shift count wraps
+/// at 32, so that the divisor for 32 bits is one half.
 constexpr double scaleFactor(int bitsPerSample) {
   const int shift = bitsPerSample % 32;
   const std::int32_t range = (1 << shift) - 1;
@@ -88,7 +141,7 @@ constexpr double scaleFactor(int bitsPerSample) {
 }
 
 /// Whether every sample of that width scales to -1.0 to 1.0.
-constexpr bool staysInRange(int bitsPerSample) {
+constexpr bool isAlwaysInRange(int bitsPerSample) {
   return static_cast<double>(std::int64_t{1} << (bitsPerSample - 1)) * scaleFactor(bitsPerSample) <=
          1.0;
 }
@@ -102,12 +155,13 @@ struct PcmData {
   int bufferSize;       // floats
 };
 
-PcmData describePcmData(const WaveFormatHeader& format, std::uint64_t position,
-                        std::uint32_t numberOfSamples) {
+PcmData describePcmData(const SampleBytes& samples) {
+  const WaveFormatHeader& format = samples.format;
+  const std::uint32_t numberOfSamples = samples.size / format.blockAlign;
   // The width is a multiple of 8 by now.
   const bool isKnownWidth = format.bitsPerSample >= 8 && format.bitsPerSample <= 32;
   const bool isRead = isKnownWidth && format.numChannels > 0;
-  PcmData pcm{position, isRead ? format.bitsPerSample : 0, format.numChannels,
+  PcmData pcm{samples.position, isRead ? format.bitsPerSample : 0, format.numChannels,
               static_cast<int>(numberOfSamples), 0};
   // The product wraps at 32 bits. Without channels there is silence of the stated length.
   pcm.bufferSize = format.numChannels > 0 ? static_cast<int>(format.numChannels * numberOfSamples)
@@ -159,7 +213,9 @@ double convertSamples(const PcmData& pcm, const char* samples, float* planar) {
     return rawSample<BitsPerSample>(samples + i * (BitsPerSample / 8)) * scale;
   };
 
-  if constexpr (staysInRange(BitsPerSample)) {
+  // Which sample is the first one out of range depends on the order of the file; where there is
+  // none, channel after channel writes the buffer in one sweep.
+  if constexpr (isAlwaysInRange(BitsPerSample)) {
     for (int channel = 0; channel < pcm.numChannels; ++channel) {
       for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
         *planar++ = static_cast<float>(scaledSample(frame, channel));
@@ -208,47 +264,23 @@ WavLoader::~WavLoader() { delete[] audioBuffer; }
 
 bool WavLoader::load(const char* path) {
   ScratchBuffer scratch;
-  std::uint64_t total = 0;
-  if (!scratch.readFile(path, total) || total < shortestFile) {
+  if (!scratch.readFile(path)) {
     return false;
   }
-  if (scratch.valueAt<ChunkId>(0) != riffId || scratch.valueAt<ChunkId>(8) != waveId) {
+  const std::optional<SampleBytes> samples = findSamples(scratch);
+  if (!samples) {
     return false;
   }
-
-  std::uint64_t position = 12;
-  if (scratch.valueAt<ChunkId>(position) == junkId) {
-    const auto size = scratch.valueAt<std::uint32_t>(position + 4);
-    position = position + 4 + (size + 4 + (size & 1));  // the sum in brackets wraps at 32 bits
-  }
-
-  if (scratch.valueAt<ChunkId>(position) != formatId) {
-    return false;
-  }
-  const auto format = scratch.valueAt<WaveFormatHeader>(position);
-  position += sizeof format;
-  if (format.audioFormat != integerPcm || format.bitsPerSample % 8 != 0) {
-    return false;
-  }
-
-  if (scratch.valueAt<ChunkId>(position) != dataId) {
-    return false;
-  }
-  position += sizeof dataId;
-  auto dataSize = scratch.valueAt<std::uint32_t>(position);
-  position += sizeof dataSize;
-  if (dataSize + position > total) {
-    dataSize = static_cast<std::uint32_t>(total - position);
-  }
-
+  const WaveFormatHeader& format = samples->format;
   if (format.blockAlign == 0) {
     endWithArithmeticFault();
   }
-  const PcmData pcm = describePcmData(format, position, dataSize / format.blockAlign);
+  const PcmData pcm = describePcmData(*samples);
   // A negative size is let through: the allocation fails on it.
   if (pcm.bufferSize >= 0 && !staysInsideBuffers(pcm)) {
     return false;
   }
+
   std::unique_ptr<float[]> converted(new float[static_cast<std::size_t>(pcm.bufferSize)]);
   const double v = convertSamples(pcm, scratch, converted.get());
   assert(v <= 1.0);

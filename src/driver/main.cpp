@@ -27,7 +27,8 @@ void printUsage() {
   std::printf("usage: Kestrel7ToTransferFiles [wav file] outputFolder -CheckWavFormat\n");
 }
 
-/// Options may stand anywhere; every other argument is ignored, -R3 (no conversion) among them.
+/// Looks at every argument, the program's own name and the two paths included, and ignores all that
+/// is no option, -R3 (no conversion) among them.
 Options scanOptions(int argc, char** argv) {
   Options options;
   for (int i = 0; i < argc; ++i) {
@@ -61,12 +62,12 @@ void loadRecording(const std::string& path, WavLoader& loader) {
     std::exit(EXIT_SUCCESS);
   }
   std::fclose(file);
-  loader.load(path.c_str());
+  static_cast<void>(loader.load(path.c_str()));  // what it did shows in the loader
 }
 
 /// Prints the format of the recording and writes the verdict on it to "format" in `outputFolder`.
 /// Returns the exit status.
-int checkWavFormat(const WavLoader& loader, const std::string& outputFolder) {
+int reportWavFormat(const WavLoader& loader, const std::string& outputFolder) {
   const std::string reportPath = outputFolder + "/" + "format";
   std::FILE* report = std::fopen(reportPath.c_str(), "w");
   if (report == nullptr) {
@@ -98,7 +99,7 @@ void readSysexBank(const std::string& path, PresetBank& bank) {
     printCannotOpen(path);
     std::exit(failureStatus);
   }
-  // Left open on purpose: it is the process that closes it.
+  // The file stays open until the process ends.
   Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, bank.data());
 }
 
@@ -125,7 +126,7 @@ int main(int argc, char** argv) {
     WavLoader loader;
     loadRecording(inputPath, loader);
     if (options.checkWavFormat) {
-      return checkWavFormat(loader, outputFolder);
+      return reportWavFormat(loader, outputFolder);
     }
     decodeRecording(loader, bank);
   } else if (extension == "syx" || extension == "sysex") {

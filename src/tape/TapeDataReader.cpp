@@ -52,41 +52,33 @@ void TapeDataReader::readPresetData(float* sampleBuffer, int count) {
   readConsec(leaderOnes - 1);
   waitforZero();
 
-  int bitIndex = -1;
-  const auto storeBit = [this, &bitIndex](char bit) {
-    ++bitIndex;
-    if (bitIndex < bitStreamSize) {
-      bitStream[bitIndex] = bit;
+  int bitCount = 0;
+  const auto storeBit = [this, &bitCount](char bit) {
+    if (bitCount < bitStreamSize) {
+      bitStream[bitCount++] = bit;
     }
   };
 
   int longCount = 0;
-  // Where `numSamples` is reached before `count`, this loop goes on for ever, as it should; reading
-  // the end anew each time (volatile) is what makes such a loop well defined.
+  // `readTillFlip` ends where `numSamples` is reached, this loop where `count` is: where the first
+  // comes earlier, it goes on for ever. Without the volatile that would be undefined.
   const volatile int end = count;
   while (readPos < end) {
     lastFlipCount = readTillFlip();
     switch (countHalfPeriod(lastFlipCount, longCount)) {
-      case Group::Longs:
+      case CompletedBit::Zero:
         storeBit(0);
         longCount = 0;
         break;
-      case Group::Shorts:
+      case CompletedBit::One:
         storeBit(1);
         break;
-      case Group::None:
+      case CompletedBit::None:
         break;
     }
   }
 
-  const char* cell = bitStream;
-  for (auto& preset : presetData) {
-    for (auto& byte : preset) {
-      for (char& slot : byte) {
-        slot = static_cast<char>(lowestBit(*cell++));
-      }
-    }
-  }
+  regroupBits();
 }
 
 void TapeDataReader::getRawPresetBankBytes(char* bank) const {
@@ -151,7 +143,9 @@ int TapeDataReader::readTillFlip() {
   const auto count = static_cast<int>(flip - start);
   if (flip == end) {
     readPos += count;
-    lastSample = count > 0 ? end[-1] : lastSample;
+    if (count > 0) {
+      lastSample = end[-1];
+    }
     return -1;
   }
   readPos += count + 1;
@@ -162,16 +156,16 @@ int TapeDataReader::readTillFlip() {
 void TapeDataReader::readConsec(int ones) {
   int oneBits = 0;
   int longCount = 0;
-  while (numSamples > static_cast<float>(readPos) && oneBits <= ones) {
+  while (hasSamplesLeft() && oneBits <= ones) {
     switch (countHalfPeriod(readTillFlip(), longCount)) {
-      case Group::Longs:
+      case CompletedBit::Zero:
         // `longCount` goes on counting, so a longer run of longs clears the ones only once.
         oneBits = 0;
         break;
-      case Group::Shorts:
+      case CompletedBit::One:
         ++oneBits;
         break;
-      case Group::None:
+      case CompletedBit::None:
         break;
     }
   }
@@ -180,41 +174,41 @@ void TapeDataReader::readConsec(int ones) {
 void TapeDataReader::waitforZero() {
   int zeroBits = 0;
   int longCount = 0;
-  while (numSamples > static_cast<float>(readPos) && zeroBits < 1) {
+  while (hasSamplesLeft() && zeroBits < 1) {
     lastFlipCount = readTillFlip();
-    if (countHalfPeriod(lastFlipCount, longCount) == Group::Longs) {
+    if (countHalfPeriod(lastFlipCount, longCount) == CompletedBit::Zero) {
       ++zeroBits;
       longCount = 0;
     }
   }
 }
 
-/// Counts the half-period of `flipCount` toward the group of its class; a change of class starts a
-/// new group and drops an unfinished one. Counts of neither class change nothing. Returns the group
-/// that is now complete; a group of shorts starts anew by itself, one of longs as the caller resets
-/// `longCount`.
-TapeDataReader::Group TapeDataReader::countHalfPeriod(int flipCount, int& longCount) {
+/// Counts the half-period of `flipCount` toward a bit of its class and returns the bit that is now
+/// complete. A change of class drops an unfinished bit; a half-period of neither class changes
+/// nothing. After a one bit `shortCount` is 0 again; after a zero bit `longCount` is the caller's
+/// to reset.
+TapeDataReader::CompletedBit TapeDataReader::countHalfPeriod(int flipCount, int& longCount) {
   if (longHalfPeriod.contains(flipCount)) {
     longCount = lastWasShort != 0 ? 1 : longCount + 1;
     lastWasShort = 0;
-    return longCount == longsPerZeroBit ? Group::Longs : Group::None;
+    return longCount == longsPerZeroBit ? CompletedBit::Zero : CompletedBit::None;
   }
   if (shortHalfPeriod.contains(flipCount)) {
     shortCount = lastWasShort == 1 ? shortCount + 1 : 1;
     lastWasShort = 1;
     if (shortCount == shortsPerOneBit) {
       shortCount = 0;
-      return Group::Shorts;
+      return CompletedBit::One;
     }
   }
-  return Group::None;
+  return CompletedBit::None;
 }
 
 /// The first position from `readPos` on at which `numSamples` > position is false. The comparison
 /// is made in single precision, in which positions above 16,777,216 share values with their
 /// neighbours.
 int TapeDataReader::endOfData() const {
-  if (!(numSamples > static_cast<float>(readPos))) {
+  if (!hasSamplesLeft()) {
     return readPos;
   }
   int end = static_cast<int>(numSamples <= largestExactCount ? numSamples
@@ -223,6 +217,17 @@ int TapeDataReader::endOfData() const {
     ++end;
   }
   return end;
+}
+
+void TapeDataReader::regroupBits() {
+  const char* cell = bitStream;
+  for (auto& preset : presetData) {
+    for (auto& byte : preset) {
+      for (char& slot : byte) {
+        slot = static_cast<char>(lowestBit(*cell++));
+      }
+    }
+  }
 }
 
 /// The eight bits of a decoded byte, the first one as the most significant.

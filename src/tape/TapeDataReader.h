@@ -4,7 +4,7 @@
 
 #include "preset/PresetBank.h"
 
-/// Frames a second on which all counts of samples here rest.
+/// The sample rate, in frames a second, on which the lengths of half-periods rest.
 inline constexpr int tapeSampleRate = 44100;
 
 /// Decodes the sampled signal of a cassette dump into the 40 preset records. The signal is a leader
@@ -14,8 +14,9 @@ inline constexpr int tapeSampleRate = 44100;
 class TapeDataReader {
  public:
   /// Decodes the first `count` values of `sampleBuffer`, one channel at 44,100 samples a second, to
-  /// the end. The caller owns the buffer and keeps it during the call. Never returns where `count`
-  /// as a float is reached before `count` itself, which takes more than 16,777,216 samples.
+  /// the end. The buffer is only read; the caller owns it and keeps it during the call. Never
+  /// returns where `count` as a float is reached before `count` itself, which takes more than
+  /// 16,777,216 samples.
   void readPresetData(float* sampleBuffer, int count);
 
   /// Writes the 960 bytes of the decoded bank to `bank`.
@@ -25,17 +26,17 @@ class TapeDataReader {
   /// the index is outside 0 to 39.
   void getRawPresetBytes(int preset, char* out) const;
 
-  /// Writes the decoded bits as bytes 0 and 1 to "myOutput.dat" in the working directory, a line a
-  /// preset byte, and a last line with the last eight cells of the bit store. This and the next two
-  /// operations name on standard output a file that can't be opened and end the process with
-  /// status 0.
+  // Diagnostic files, written to the working directory by no run of the converter. One that can't
+  // be opened is named on standard output and ends the process with status 0.
+
+  /// Writes the decoded bits as bytes 0 and 1 to "myOutput.dat": a line a preset byte, an empty
+  /// line after each preset, and a last line with the last eight cells of the bit store.
   void savePresetDataAsBitStreamToFile() const;
 
-  /// Writes the 960 bytes of the bank to "myOutput.tap" in the working directory.
+  /// Writes the 960 bytes of the bank to "myOutput.tap".
   void saveRawPresetBankDataToFile() const;
 
-  /// Writes the 24 bytes of each record to "bank1preset1.prs" to "bank5preset8.prs" in the working
-  /// directory.
+  /// Writes the 24 bytes of each record to "bank1preset1.prs" to "bank5preset8.prs".
   void saveIndividualRawPresetDataToFiles() const;
 
   /// +1 for a sample above 0.0, -1 for every other, NaN included.
@@ -55,24 +56,26 @@ class TapeDataReader {
  protected:
   static constexpr int bitsPerByte = 8;
   static constexpr int dataBits = presetBankSize * bitsPerByte;
-  static constexpr int bitStreamSize = dataBits + bitsPerByte - 1;
+  static constexpr int bitStreamSize =
+      dataBits + bitsPerByte - 1;  // up to seven bits after the data
 
   float* samples = nullptr;
-  float numSamples = 0.0F;
+  float numSamples = 0.0F;  // a float on purpose: exact up to 16,777,216
   int readPos = 0;
   char bitStream[bitStreamSize] = {};
-  char presetData[presetCount][presetSize][bitsPerByte] = {};
-  int lastWasShort = 0;
-  int shortCount = 0;
-  int lastFlipCount = 0;
+  char presetData[presetCount][presetSize][bitsPerByte] = {};  // most significant bit first
+  int lastWasShort = 0;   // 1 after a short half-period, 0 after a long one
+  int shortCount = 0;     // short half-periods toward the current one bit
+  int lastFlipCount = 0;  // what readTillFlip returned last, outside the leader search
   float lastSample = 0.0F;
 
  private:
-  /// What the half-period counted last has completed.
-  enum class Group { None, Longs, Shorts };
+  enum class CompletedBit { None, Zero, One };
 
-  Group countHalfPeriod(int flipCount, int& longCount);
+  bool hasSamplesLeft() const { return numSamples > static_cast<float>(readPos); }
   int endOfData() const;
+  CompletedBit countHalfPeriod(int flipCount, int& longCount);
+  void regroupBits();
   char packedByte(int preset, int byte) const;
   void writePreset(int preset, std::FILE* file) const;
 };

@@ -8,13 +8,13 @@
 
 namespace {
 
-const char* lineFormat(FieldNotation notation) {
-  return notation == FieldNotation::FractionOf127 ? "%s=%d/127\n" : "%s=%d\n";
+const char* lineFormat(FieldKind kind) {
+  return kind == FieldKind::FractionOf127 ? "%s=%d/127\n" : "%s=%d\n";
 }
 
 void writeRecord(std::FILE* file, const char* record) {
   for (const PresetField& field : presetFields) {
-    std::fprintf(file, lineFormat(field.notation), field.key, presetFieldValue(record, field));
+    std::fprintf(file, lineFormat(field.kind), field.key, presetFieldValue(record, field));
   }
 }
 

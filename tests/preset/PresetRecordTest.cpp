@@ -22,9 +22,9 @@ std::string layoutText() {
   std::string text = "\n";
   for (const PresetField& field : presetFields) {
     text += "byte " + std::to_string(field.byte);
-    text += field.bits == FieldBits::Switch ? " bit 7: " : " bits 0 to 6: ";
+    text += field.kind == FieldKind::Switch ? " bit 7: " : " bits 0 to 6: ";
     text += field.key;
-    text += field.notation == FieldNotation::FractionOf127 ? "=n/127\n" : "=n\n";
+    text += field.kind == FieldKind::FractionOf127 ? "=n/127\n" : "=n\n";
   }
   return text;
 }
@@ -105,7 +105,7 @@ TEST(PresetRecord, ReadsEveryFieldFromItsByteAlone) {
   for (const PresetField& field : presetFields) {
     for (int value = 0; value < 256; ++value) {
       const Record record = recordWith(field.byte, value);
-      const int expected = field.bits == FieldBits::Switch ? value / 128 : value % 128;
+      const int expected = field.kind == FieldKind::Switch ? value / 128 : value % 128;
       ASSERT_EQ(presetFieldValue(record.data(), field), expected)
           << field.key << " of byte " << field.byte << " = " << value;
     }
