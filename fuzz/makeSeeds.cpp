@@ -1,6 +1,8 @@
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +25,7 @@ class SeedFolder {
     file << content;
     file.close();
     if (!file) {
-      throw std::filesystem::filesystem_error("can't write a seed", folder / name,
-                                              std::make_error_code(std::errc::io_error));
+      throw std::runtime_error("can't write " + (folder / name).string());
     }
   }
 
@@ -57,7 +58,7 @@ void addAcceptedWavFiles(const SeedFolder& folder) {
   folder.add("24-bits", wav({.bitsPerSample = 24}, rampSamples));
   folder.add("32-bits-silent", wav({.bitsPerSample = 32}, silentSamples));
   folder.add("stereo", wav({.numChannels = 2}, rampSamples));
-  folder.add("40-bits", replaced(wav({}, rampSamples), bitsPosition, "\x28"));
+  folder.add("40-bits", replaced(wav({}, rampSamples), bitsPosition, std::string(1, 40)));
   folder.add("junk-even", wav({.chunksBeforeFormat = wavChunk("JUNK", "abcd")}, rampSamples));
   folder.add("junk-odd", wav({.chunksBeforeFormat = wavChunk("JUNK", "abc")}, rampSamples));
   folder.add("junk-size-wraps",
@@ -203,6 +204,15 @@ void addBanks(const SeedFolder& folder) {
   add("every-bit-1", '\x00', std::string(24, '\xFF'));
 }
 
+void makeSeeds(const std::filesystem::path& seeds) {
+  const SeedFolder wavFiles(seeds, "WavLoaderFuzzer");
+  addAcceptedWavFiles(wavFiles);
+  addOtherWavFiles(wavFiles);
+  addTapeRecordings(SeedFolder(seeds, "TapeDecoderFuzzer"));
+  addSysexFiles(SeedFolder(seeds, "SysexReaderFuzzer"));
+  addBanks(SeedFolder(seeds, "TransferFilesFuzzer"));
+}
+
 }  // namespace
 
 /// Writes the seeds of all targets into a folder.
@@ -211,12 +221,11 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: makeSeeds folder\n");
     return 1;
   }
-  const std::filesystem::path seeds = argv[1];
-  const SeedFolder wavFiles(seeds, "WavLoaderFuzzer");
-  addAcceptedWavFiles(wavFiles);
-  addOtherWavFiles(wavFiles);
-  addTapeRecordings(SeedFolder(seeds, "TapeDecoderFuzzer"));
-  addSysexFiles(SeedFolder(seeds, "SysexReaderFuzzer"));
-  addBanks(SeedFolder(seeds, "TransferFilesFuzzer"));
+  try {
+    makeSeeds(argv[1]);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "makeSeeds: %s\n", error.what());
+    return 1;
+  }
   return 0;
 }

@@ -23,10 +23,12 @@ void checkEqual(long long actual, long long expected, const char* what);
 template <typename T>
 void checkSame(std::span<const T> actual, std::span<const T> expected, const char* what) {
   checkEqual(static_cast<long long>(actual.size()), static_cast<long long>(expected.size()), what);
-  if (actual.empty() || std::memcmp(actual.data(), expected.data(), actual.size_bytes()) == 0) {
+  const auto a = std::as_bytes(actual);
+  const auto e = std::as_bytes(expected);
+  if (a.empty() || std::memcmp(a.data(), e.data(), a.size()) == 0) {
     return;
   }
-  const auto isSame = [](const T& a, const T& b) { return std::memcmp(&a, &b, sizeof a) == 0; };
-  const auto [a, e] = std::mismatch(actual.begin(), actual.end(), expected.begin(), isSame);
-  reportFirstDifference(static_cast<std::size_t>(a - actual.begin()), actual.size(), *a, *e, what);
+  const auto byte = std::mismatch(a.begin(), a.end(), e.begin()).first - a.begin();
+  const std::size_t index = static_cast<std::size_t>(byte) / sizeof(T);
+  reportFirstDifference(index, actual.size(), actual[index], expected[index], what);
 }

@@ -87,8 +87,8 @@ bool isPlainNumber(std::string_view key) {
 /// The index of the byte in which the setting stands, as a switch or as a value.
 std::size_t byteOf(std::string_view name, std::string_view ByteLayout::*field,
                    const RecordLayout& layout) {
-  const auto place = std::find_if(layout.begin(), layout.end(),
-                                  [&](const ByteLayout& byte) { return byte.*field == name; });
+  const auto* const place = std::find_if(
+      layout.begin(), layout.end(), [&](const ByteLayout& byte) { return byte.*field == name; });
   check(place != layout.end(), "every setting stands in both arrangements");
   return static_cast<std::size_t>(place - layout.begin());
 }

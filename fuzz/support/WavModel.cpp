@@ -126,9 +126,9 @@ bool endsInTime(const Header& header, std::uint64_t frames) {
 
 }  // namespace
 
-ExpectedWav expectedWav(Bytes bytes, std::size_t largestAllocation) {
-  const ZeroPaddedFile file(bytes);
-  const std::optional<Header> header = acceptedHeader(file);
+ExpectedWav expectedWav(Bytes file, std::size_t largestAllocation) {
+  const ZeroPaddedFile padded(file);
+  const std::optional<Header> header = acceptedHeader(padded);
   if (!header) {
     return {};
   }
@@ -148,7 +148,7 @@ ExpectedWav expectedWav(Bytes bytes, std::size_t largestAllocation) {
   if (std::max<std::uint64_t>(header->channels, 1) * frames * sizeof(float) > largestAllocation) {
     return {.outcome = WavOutcome::OutOfMemory};
   }
-  const std::vector<double> scaled = scaledSamples(file, *header, frames);
+  const std::vector<double> scaled = scaledSamples(padded, *header, frames);
   if (std::any_of(scaled.begin(), scaled.end(), [](double v) { return v < -1.0 || v > 1.0; })) {
     return {.outcome = WavOutcome::RangeAssertion};
   }
