@@ -9,14 +9,14 @@
 namespace {
 
 constexpr double sampleRate = 44100.0;
-constexpr double humFrequency = 50.0;
 
 int nominalSamples(HalfPeriod halfPeriod) {
   return halfPeriod == HalfPeriod::Short ? shortHalfPeriodSamples : longHalfPeriodSamples;
 }
 
-double sineAt(double frequency, double time) {
-  return std::sin(2.0 * std::numbers::pi * frequency * time);
+/// A sine at `time`; one without a peak costs nothing.
+double sine(double peak, double frequency, double time) {
+  return peak == 0.0 ? 0.0 : peak * std::sin(2.0 * std::numbers::pi * frequency * time);
 }
 
 /// Plays the half-periods sample by sample, at whatever speed each step names.
@@ -59,6 +59,41 @@ class TonePlayer {
   double elapsed = 0.0;  // nominal samples since the half-period began
 };
 
+/// A filter of the first order; keeps nothing of the past at an infinite corner frequency and lets
+/// nothing through at one of 0 Hz.
+class LowPass {
+ public:
+  explicit LowPass(double cornerFrequency)
+      : kept(std::exp(-2.0 * std::numbers::pi * cornerFrequency / sampleRate)) {}
+
+  double next(double value) {
+    output = value + kept * (output - value);
+    return output;
+  }
+
+ private:
+  double kept;
+  double output = 0.0;
+};
+
+/// White noise of standard deviation 1. Drawn by hand, for the library's normal distribution
+/// differs from one implementation to the next.
+class Noise {
+ public:
+  explicit Noise(std::uint32_t seed) : random(seed) {}
+
+  double next() {
+    const double radius = std::sqrt(-2.0 * std::log(uniform()));
+    return radius * std::cos(2.0 * std::numbers::pi * uniform());
+  }
+
+ private:
+  /// Between 0 and 1, never one of the two.
+  double uniform() { return (static_cast<double>(random()) + 0.5) / 4294967296.0; }
+
+  std::mt19937 random;
+};
+
 bool isWithin(double time, double start, double duration) {
   return time >= start && time < start + duration;
 }
@@ -90,18 +125,22 @@ HalfPeriods dumpSignal(std::string_view bank, int leaderOnes) {
 
 std::vector<float> recordTape(const HalfPeriods& signal, const TapeConditions& conditions) {
   const auto silentSamples = static_cast<std::size_t>(conditions.silence * sampleRate);
-  std::mt19937 randomBits(conditions.noiseSeed);
-  std::normal_distribution<double> gaussian;
+  Noise noise(conditions.noiseSeed);
+  LowPass belowLowCut(conditions.lowCut);
+  LowPass belowHighCut(conditions.highCut);
 
   std::vector<float> recording;
-  const auto record = [&](double tone, double time) {
+  const auto now = [&recording] { return static_cast<double>(recording.size()) / sampleRate; };
+  const auto record = [&](double tone, double noiseLevel) {
+    const double time = now();
     if (isWithin(time, conditions.dropOutStart, conditions.dropOutDuration)) {
-      tone = 0.0;
+      tone *= conditions.dropOutLevel;
     }
-    double value =
-        conditions.level * tone + conditions.hum * sineAt(humFrequency, time) + conditions.dcOffset;
-    if (conditions.noise > 0.0) {
-      value += conditions.noise * gaussian(randomBits);
+    tone = belowHighCut.next(tone - belowLowCut.next(tone));
+    double value = conditions.level * tone + conditions.dcOffset +
+                   sine(conditions.hum, conditions.humFrequency, time);
+    if (noiseLevel != 0.0) {
+      value += noiseLevel * noise.next();
     }
     if (isWithin(time, conditions.clickStart, conditions.clickDuration)) {
       value = 1.0;
@@ -109,21 +148,22 @@ std::vector<float> recordTape(const HalfPeriods& signal, const TapeConditions& c
     value = std::clamp(value, -conditions.clipLevel, conditions.clipLevel);
     recording.push_back(static_cast<float>(conditions.inverted ? -value : value));
   };
-  const auto now = [&recording] { return static_cast<double>(recording.size()) / sampleRate; };
+  const auto recordSilence = [&] {
+    for (std::size_t i = 0; i < silentSamples; ++i) {
+      record(0.0, conditions.noise + conditions.noiseInSilence);
+    }
+  };
+  const auto speedNow = [&] {
+    const double wow = sine(conditions.wowDepth, conditions.wowFrequency, now());
+    const double flutter = sine(conditions.flutterDepth, conditions.flutterFrequency, now());
+    return conditions.speed * (1.0 + wow + flutter);
+  };
 
-  for (std::size_t i = 0; i < silentSamples; ++i) {
-    record(0.0, now());
-  }
+  recordSilence();
   TonePlayer player(signal, conditions.shape);
   while (!player.isDone()) {
-    const double speed =
-        conditions.speed * (1.0 + conditions.wowDepth * sineAt(conditions.wowFrequency, now()) +
-                            conditions.flutterDepth * sineAt(conditions.flutterFrequency, now()));
-    const double time = now();
-    record(player.next(speed), time);
+    record(player.next(speedNow()), conditions.noise);
   }
-  for (std::size_t i = 0; i < silentSamples; ++i) {
-    record(0.0, now());
-  }
+  recordSilence();
   return recording;
 }

@@ -48,8 +48,8 @@ std::string pcmBytes(const std::vector<std::vector<float>>& channels, int bitsPe
   std::string pcm;
   for (std::size_t frame = 0; frame < channels.front().size(); ++frame) {
     for (const std::vector<float>& channel : channels) {
-      const double sample = std::clamp(static_cast<double>(channel[frame]), -1.0, 1.0);
-      appendLittleEndian(pcm, std::llround(sample * highest) + offset, bitsPerSample / 8);
+      const double code = std::clamp(channel[frame] * highest, -highest - 1.0, highest);
+      appendLittleEndian(pcm, std::llround(code) + offset, bitsPerSample / 8);
     }
   }
   return pcm;

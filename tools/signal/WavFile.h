@@ -12,10 +12,10 @@ struct WavFormat {
   std::uint32_t sampleRate = 44100;
   int bitsPerSample = 16;
   int blockAlign = numChannels * bitsPerSample / 8;  // bytes a frame
-  std::string chunksBeforeFormat;
-  std::string formatExtension;  // what follows the 16 bytes of the format body
-  std::string chunksBeforeData;
-  std::string chunksAfterData;
+  std::string chunksBeforeFormat = {};
+  std::string formatExtension = {};  // what follows the 16 bytes of the format body
+  std::string chunksBeforeData = {};
+  std::string chunksAfterData = {};
 };
 
 /// A RIFF chunk: the four letters of `id`, the size and the body, padded to an even length.
@@ -25,5 +25,6 @@ std::string wavChunk(std::string_view id, std::string_view body);
 std::string wavFile(const WavFormat& format, std::string_view pcm);
 
 /// The PCM bytes of samples of -1.0 to 1.0, interleaved from `channels`, which are equally long.
-/// Widths are 8 (unsigned, as WAV has it), 16, 24 and 32 bits.
+/// Widths are 8 (unsigned, as WAV has it), 16, 24 and 32 bits. Values beyond clip as in a
+/// converter: at 0x7FFF and, one step below -1.0, at 0x8000 (0xFF and 0x00 in 8 bits).
 std::string pcmBytes(const std::vector<std::vector<float>>& channels, int bitsPerSample);
