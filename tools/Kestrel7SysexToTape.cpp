@@ -8,6 +8,10 @@
 
 namespace {
 
+// Of 40 presets with 4 leading bytes, 48 nibbles and 1 trailing byte each, all but the very last
+// byte.
+constexpr std::size_t completeBankSize = presetCount * (4 + 2 * presetSize + 1) - 1;
+
 int fail(const std::string& message) {
   std::fprintf(stderr, "Kestrel7SysexToTape: %s\n", message.c_str());
   return 1;
@@ -15,7 +19,6 @@ int fail(const std::string& message) {
 
 /// Reads the bank of the SysEx file. Returns false unless all 40 presets are there.
 bool readCompleteBank(std::FILE* file, PresetBank& bank) {
-  constexpr std::size_t completeBankSize = Kestrel7SysexReaderWriter::completeBankSize;
   std::string bytes(completeBankSize, '\0');
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
   if (bytes.size() < completeBankSize || bytes.find('\xFF') != std::string::npos) {

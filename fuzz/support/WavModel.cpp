@@ -124,6 +124,28 @@ bool endsInTime(const Header& header, std::uint64_t frames) {
   return frames <= bytesThatCount && (bytes == 0 || header.dataStart + bytes <= bytesThatCount);
 }
 
+/// Whether a 32-bit sample other than 0 comes, in the order of the file, before one that lies
+/// beyond the bytes that count or has no place among `places` floats.
+bool leavesRangeFirst(const ZeroPaddedFile& file, const Header& header, std::uint64_t frames,
+                      std::uint64_t places) {
+  if (header.bitsPerSample != 32) {
+    return false;
+  }
+  for (std::uint64_t i = 0; i < frames * header.channels; ++i) {
+    const std::uint64_t place = header.dataStart + 4 * i;
+    if (place + 4 > bytesThatCount) {
+      return false;
+    }
+    if (file.number(place, 4) != 0) {
+      return true;
+    }
+    if (i % header.channels * frames + i / header.channels >= places) {
+      return false;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 ExpectedWav expectedWav(Bytes file, std::size_t largestAllocation) {
@@ -142,16 +164,18 @@ ExpectedWav expectedWav(Bytes file, std::size_t largestAllocation) {
   if (samples % wordRange >= wordRange / 2) {
     return {.outcome = WavOutcome::OutOfMemory};
   }
-  if (frames > 0 && (samples >= wordRange || !endsInTime(*header, frames))) {
+  const bool isAsserted = leavesRangeFirst(padded, *header, frames, samples % wordRange);
+  if (frames > 0 && !isAsserted && (samples >= wordRange || !endsInTime(*header, frames))) {
     return {};
   }
-  if (std::max<std::uint64_t>(header->channels, 1) * frames * sizeof(float) > largestAllocation) {
+  const std::uint64_t floats = header->channels == 0 ? frames : samples % wordRange;
+  if (floats * sizeof(float) > largestAllocation) {
     return {.outcome = WavOutcome::OutOfMemory};
   }
-  const std::vector<double> scaled = scaledSamples(padded, *header, frames);
-  if (std::any_of(scaled.begin(), scaled.end(), [](double v) { return v < -1.0 || v > 1.0; })) {
+  if (isAsserted) {
     return {.outcome = WavOutcome::RangeAssertion};
   }
+  const std::vector<double> scaled = scaledSamples(padded, *header, frames);
   ExpectedWav wav{.outcome = WavOutcome::Loaded,
                   .bitDepth = static_cast<int>(header->bitsPerSample),
                   .sampleRate = static_cast<int>(header->sampleRate),

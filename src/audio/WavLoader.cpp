@@ -145,6 +145,7 @@ constexpr bool isAlwaysInRange(int bitsPerSample) {
   return static_cast<double>(std::int64_t{1} << (bitsPerSample - 1)) * scaleFactor(bitsPerSample) <=
          1.0;
 }
+static_assert(isAlwaysInRange(8) && isAlwaysInRange(16) && isAlwaysInRange(24));
 
 /// The interleaved frames of a file and the planar buffer that they need.
 struct PcmData {
@@ -170,7 +171,8 @@ PcmData describePcmData(const SampleBytes& samples) {
 }
 
 /// Whether the conversion reads only inside the scratch buffer and writes only inside the sample
-/// buffer, and the file does not claim more frames than the scratch buffer has bytes.
+/// buffer. Nor may a file claim more frames than the scratch buffer has bytes: one that ends inside
+/// its size field can claim any number, up to those that no decoder comes to the end of.
 bool staysInsideBuffers(const PcmData& pcm) {
   if (pcm.numberOfSamples <= 0) {
     return true;
@@ -203,51 +205,60 @@ std::int32_t rawSample(const char* bytes) {
   }
 }
 
-/// Converts the frames into `planar`, channel after channel. Returns the first scaled sample, in
-/// the order of the file, that lies outside -1.0 to 1.0 and stops there, or 0.0 when there is none.
-template <int BitsPerSample>
-double convertSamples(const PcmData& pcm, const char* samples, float* planar) {
-  constexpr double scale = scaleFactor(BitsPerSample);
-  const auto scaledSample = [&](int frame, int channel) {
-    const std::ptrdiff_t i = std::ptrdiff_t{frame} * pcm.numChannels + channel;
-    return rawSample<BitsPerSample>(samples + i * (BitsPerSample / 8)) * scale;
-  };
-
-  // Which sample is the first one out of range depends on the order of the file; where there is
-  // none, channel after channel writes the buffer in one sweep.
-  if constexpr (isAlwaysInRange(BitsPerSample)) {
+/// The first sample, in the order of the file, that scales to outside -1.0 to 1.0; 0.0 if none does
+/// before a sample that can't be read or stored.
+double firstSampleOutOfRange(const PcmData& pcm, const ScratchBuffer& scratch) {
+  if (pcm.bitsPerSample != 32) {
+    return 0.0;
+  }
+  std::uint64_t position = pcm.position;
+  for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
     for (int channel = 0; channel < pcm.numChannels; ++channel) {
-      for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
-        *planar++ = static_cast<float>(scaledSample(frame, channel));
+      if (position + sizeof(std::int32_t) > scratchSize) {
+        return 0.0;
       }
-    }
-  } else {
-    for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
-      for (int channel = 0; channel < pcm.numChannels; ++channel) {
-        const double v = scaledSample(frame, channel);
-        if (v > 1.0 || v < -1.0) {
-          return v;
-        }
-        planar[channel * pcm.numberOfSamples + frame] = static_cast<float>(v);
+      const double v = rawSample<32>(scratch.at(position)) * scaleFactor(32);
+      if (v > 1.0 || v < -1.0) {
+        return v;
       }
+      if (std::int64_t{channel} * pcm.numberOfSamples + frame >= pcm.bufferSize) {
+        return 0.0;
+      }
+      position += sizeof(std::int32_t);
     }
   }
   return 0.0;
 }
 
-double convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* planar) {
+/// Converts the frames into `planar`, channel after channel.
+template <int BitsPerSample>
+void convertSamples(const PcmData& pcm, const char* samples, float* planar) {
+  constexpr double scale = scaleFactor(BitsPerSample);
+  for (int channel = 0; channel < pcm.numChannels; ++channel) {
+    for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
+      const std::ptrdiff_t i = std::ptrdiff_t{frame} * pcm.numChannels + channel;
+      const std::int32_t raw = rawSample<BitsPerSample>(samples + i * (BitsPerSample / 8));
+      *planar++ = static_cast<float>(raw * scale);
+    }
+  }
+}
+
+void convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* planar) {
   switch (pcm.bitsPerSample) {
     case 8:
-      return convertSamples<8>(pcm, scratch.at(pcm.position), planar);
+      convertSamples<8>(pcm, scratch.at(pcm.position), planar);
+      break;
     case 16:
-      return convertSamples<16>(pcm, scratch.at(pcm.position), planar);
+      convertSamples<16>(pcm, scratch.at(pcm.position), planar);
+      break;
     case 24:
-      return convertSamples<24>(pcm, scratch.at(pcm.position), planar);
+      convertSamples<24>(pcm, scratch.at(pcm.position), planar);
+      break;
     case 32:
-      return convertSamples<32>(pcm, scratch.at(pcm.position), planar);
+      convertSamples<32>(pcm, scratch.at(pcm.position), planar);
+      break;
     default:
       std::fill_n(planar, pcm.bufferSize, 0.0F);
-      return 0.0;
   }
 }
 
@@ -276,15 +287,19 @@ bool WavLoader::load(const char* path) {
     endWithArithmeticFault();
   }
   const PcmData pcm = describePcmData(*samples);
-  // A negative size is let through: the allocation fails on it.
-  if (pcm.bufferSize >= 0 && !staysInsideBuffers(pcm)) {
+  if (pcm.bufferSize < 0) {
+    throw std::bad_array_new_length();
+  }
+  const double v = firstSampleOutOfRange(pcm, scratch);
+  if (v == 0.0 && !staysInsideBuffers(pcm)) {
     return false;
   }
 
-  std::unique_ptr<float[]> converted(new float[static_cast<std::size_t>(pcm.bufferSize)]);
-  const double v = convertSamples(pcm, scratch, converted.get());
+  auto converted =
+      std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(pcm.bufferSize));
   assert(v <= 1.0);
   assert(v >= -1.0);
+  convertSamples(pcm, scratch, converted.get());
 
   delete[] audioBuffer;
   audioBuffer = converted.release();

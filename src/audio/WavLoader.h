@@ -23,11 +23,13 @@ class WavLoader {
   virtual ~WavLoader();
 
   /// Reads and converts the file at `path`, of which the first 16,777,216 bytes count. Accepts only
-  /// RIFF/WAVE, at most one JUNK chunk, a 16-byte format chunk and the data chunk, in that order.
-  /// Returns false without a message and with all members untouched when the file can't be read or
-  /// is none of these. A sample that scales to outside -1.0 to 1.0 (any but 0 in a 32-bit file)
-  /// ends the process with an assertion, a block align of 0 with an arithmetic fault, and memory
-  /// that can't be had with an exception that nobody catches.
+  /// RIFF/WAVE with at most one JUNK chunk, a 16-byte format chunk (integer PCM, whole bytes a
+  /// sample) and the data chunk, in that order. Widths of 8, 16, 24 and 32 bits are read; any other
+  /// width, and a file without channels, loads as zeros. Returns false without a message and with
+  /// all members untouched when the file can't be read, is none of these or claims more samples
+  /// than fit. A sample that scales to outside -1.0 to 1.0 (any but 0 of 32 bits) ends the process
+  /// with an assertion, a block align of 0 with an arithmetic fault, and memory that can't be had
+  /// with an exception that nobody catches. A second file that loads takes the place of the first.
   bool load(const char* path);
 
   /// Bits a sample; 0 before a file is loaded.
@@ -38,7 +40,7 @@ class WavLoader {
 
   /// The samples, in about -0.5 to +0.5 (8-bit samples are read as signed): all those of channel 0,
   /// then all of channel 1, and so on, each `getNumberOfSamples()` long. Null before a file is
-  /// loaded. The loader owns the buffer, which lives until the loader is destroyed.
+  /// loaded. The loader owns the buffer and keeps it until it loads another file or is destroyed.
   float* getAudioBuffer() const { return audioBuffer; }
 
   /// Samples a channel, not the total; 0 before a file is loaded.

@@ -53,16 +53,14 @@ void printProgress(const char* line) {
 
 void printCannotOpen(const std::string& path) { std::printf("can't open %s\n", path.c_str()); }
 
-/// Loads the recording at `path`. Ends the process with status 0 if it can't be opened; what can be
-/// opened but not loaded leaves the loader as constructed.
-void loadRecording(const std::string& path, WavLoader& loader) {
+/// Ends the process with status 0 if the recording at `path` can't be opened.
+void requireRecording(const std::string& path) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
     printCannotOpen(path);
     std::exit(EXIT_SUCCESS);
   }
   std::fclose(file);
-  static_cast<void>(loader.load(path.c_str()));  // what it did shows in the loader
 }
 
 /// Prints the format of the recording and writes the verdict on it to "format" in `outputFolder`.
@@ -123,8 +121,10 @@ int main(int argc, char** argv) {
   const std::string extension = extensionOf(inputPath);
   if (extension == "wav") {
     printProgress("reading tape data..\n");
+    requireRecording(inputPath);
     WavLoader loader;
-    loadRecording(inputPath, loader);
+    // A file that can't be loaded goes on as silence: the loader is then as it was constructed.
+    static_cast<void>(loader.load(inputPath.c_str()));
     if (options.checkWavFormat) {
       return reportWavFormat(loader, outputFolder);
     }

@@ -1,7 +1,12 @@
 #include "preset/Kestrel7SysexReaderWriter.h"
 
+#include "preset/PresetBank.h"
+
 namespace {
 
+constexpr int leadingBytes = 4;
+constexpr int bytesBetweenPresets = 5;  // a trailing byte and the next four leading bytes
+constexpr int nibblesPerPreset = 2 * presetSize;
 constexpr int largestByteCount = 2998;
 
 char joinNibbles(signed char low, signed char high) { return static_cast<char>(low | high << 4); }

@@ -65,16 +65,12 @@ void TapeDataReader::readPresetData(float* sampleBuffer, int count) {
   const volatile int end = count;
   while (readPos < end) {
     lastFlipCount = readTillFlip();
-    switch (countHalfPeriod(lastFlipCount, longCount)) {
-      case CompletedBit::Zero:
-        storeBit(0);
-        longCount = 0;
-        break;
-      case CompletedBit::One:
-        storeBit(1);
-        break;
-      case CompletedBit::None:
-        break;
+    const CompletedBit bit = countHalfPeriod(lastFlipCount, longCount);
+    if (bit == CompletedBit::Zero) {
+      storeBit(0);
+      longCount = 0;
+    } else if (bit == CompletedBit::One) {
+      storeBit(1);
     }
   }
 
@@ -157,16 +153,12 @@ void TapeDataReader::readConsec(int ones) {
   int oneBits = 0;
   int longCount = 0;
   while (hasSamplesLeft() && oneBits <= ones) {
-    switch (countHalfPeriod(readTillFlip(), longCount)) {
-      case CompletedBit::Zero:
-        // `longCount` goes on counting, so a longer run of longs clears the ones only once.
-        oneBits = 0;
-        break;
-      case CompletedBit::One:
-        ++oneBits;
-        break;
-      case CompletedBit::None:
-        break;
+    const CompletedBit bit = countHalfPeriod(readTillFlip(), longCount);
+    if (bit == CompletedBit::Zero) {
+      // `longCount` goes on counting, so a longer run of longs clears the ones only once.
+      oneBits = 0;
+    } else if (bit == CompletedBit::One) {
+      ++oneBits;
     }
   }
 }

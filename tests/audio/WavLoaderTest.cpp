@@ -1022,6 +1022,55 @@ TEST(WavLoader, ChecksNo32BitSampleOutsideTheWholeFrames) {
   expectSilence(wavFile(format, "\x00\x00\x00\x00jj"s), 1, 1);
 }
 
+/// A 32-bit file whose samples do not fit, with one sample that is not 0.
+struct OverrunOf32Bits {
+  std::string name;
+  WideFrames frames;
+  std::size_t sampleAt;
+  std::int64_t sample;
+
+  std::string file() const {
+    std::string bytes = frames.file();
+    bytes.resize(std::max(bytes.size(), sampleAt + 4));
+    return replaced(bytes, sampleAt, littleEndian(sample, 4)).substr(0, mostOfAFile);
+  }
+};
+
+void PrintTo(const OverrunOf32Bits& row, std::ostream* out) { *out << row.name; }
+
+class WavLoaderRangeBeforeOverrunDeathTest : public TestWithParam<OverrunOf32Bits> {};
+
+TEST_P(WavLoaderRangeBeforeOverrunDeathTest, EndsByAnAssertion) {
+  const WavFileOnDisk file(GetParam().file());
+  EXPECT_EXIT(WavLoader().load(file.path()), KilledBySignal(SIGABRT),
+              "WavLoader.*load.*" + (GetParam().sample > 0 ? aboveOne : belowMinusOne));
+}
+
+// The file's 1024 * 4096 samples from byte 4096 or 4098 on end 4096 or 4098 bytes past 16 MiB.
+// 32768 * 131072 is a buffer of 0 floats in 32 bits, 65535 * 65538 one of 65534.
+INSTANTIATE_TEST_SUITE_P(
+    Of32BitSamples, WavLoaderRangeBeforeOverrunDeathTest,
+    Values(OverrunOf32Bits{"FirstSample", {32, 52, 1, 5242880}, 52, 1},
+           OverrunOf32Bits{"FirstSampleNegative", {32, 52, 1, 5242880}, 52, -1},
+           OverrunOf32Bits{"LastSampleOfTheFile", {32, 52, 1, 5242880}, 5242928, -1},
+           OverrunOf32Bits{"LastSampleThatCounts", {32, 4096, 1024, 4096}, 16777212, 1},
+           OverrunOf32Bits{"LastWholeSampleThatCounts", {32, 4098, 1024, 4096}, 16777210, 1},
+           OverrunOf32Bits{"FirstOfNoPlace", {32, 52, 32768, 131072}, 52, -1},
+           OverrunOf32Bits{"FirstThatHasAPlace", {32, 52, 65535, 65538}, 52, 1},
+           OverrunOf32Bits{"FirstThatHasNoPlace", {32, 52, 65535, 65538}, 56, 1}),
+    nameOfRow);
+
+class WavLoaderRangeAfterOverrun : public TestWithParam<OverrunOf32Bits> {};
+
+TEST_P(WavLoaderRangeAfterOverrun, IsRejected) { expectRejected(GetParam().file()); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Of32BitSamples, WavLoaderRangeAfterOverrun,
+    Values(OverrunOf32Bits{"HalfASampleAtTheEnd", {32, 4098, 1024, 4096}, 16777214, 1},
+           OverrunOf32Bits{"SecondOfNoPlace", {32, 52, 32768, 131072}, 56, -1},
+           OverrunOf32Bits{"SecondThatHasNoPlace", {32, 52, 65535, 65538}, 60, 1}),
+    nameOfRow);
+
 class WavLoaderBlockAlign0DeathTest : public TestWithParam<NamedFile> {};
 
 TEST_P(WavLoaderBlockAlign0DeathTest, EndsByAnArithmeticFault) {
@@ -1043,6 +1092,19 @@ INSTANTIATE_TEST_SUITE_P(
 void loadIgnoringFaults(const WavFileOnDisk& file) {
   std::signal(SIGFPE, SIG_IGN);
   WavLoader().load(file.path());
+}
+
+void loadHoldingFaultsBack(const WavFileOnDisk& file) {
+  sigset_t faults;
+  sigemptyset(&faults);
+  sigaddset(&faults, SIGFPE);
+  sigprocmask(SIG_BLOCK, &faults, nullptr);
+  WavLoader().load(file.path());
+}
+
+TEST(WavLoaderDeathTest, BlockAlign0AbortsWhereFaultsAreHeldBack) {
+  const WavFileOnDisk file(fileOf({.blockAlign = 0}));
+  EXPECT_EXIT(loadHoldingFaultsBack(file), KilledBySignal(SIGABRT), "^$");
 }
 
 TEST(WavLoaderDeathTest, BlockAlign0IsAFaultThatCannotBeIgnored) {
