@@ -294,6 +294,7 @@ constexpr Recording files[] = {
     {.kind = "SixteenBits", .bank = exampleBytes, .chain = playFile<16>},
     {.kind = "SixteenBitsOverdriven", .conditions = overdriven, .chain = playFile<16>},
     {.kind = "TwentyFourBits", .bank = exampleBytes, .chain = playFile<24>},
+    {.kind = "TwentyFourBitsOverdriven", .conditions = overdriven, .chain = playFile<24>},
     {.kind = "TwentyFourBitsVeryQuiet", .conditions = veryQuiet, .chain = playFile<24>},
 };
 
