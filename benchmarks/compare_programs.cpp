@@ -43,6 +43,7 @@ struct Program {
 /// Runs the command with its messages thrown away. Ends the process unless it ends with status 0.
 Cost runOnce(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }

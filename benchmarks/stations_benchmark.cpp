@@ -85,7 +85,7 @@ void load(benchmark::State& state) {
   std::ofstream(path, std::ios::binary)
       << wavFile(format, pcmBytes(channels, format.bitsPerSample));
 
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     WavLoader loader;
     if (!loader.load(path.c_str())) {
       state.SkipWithError("not loaded");
@@ -103,7 +103,7 @@ BENCHMARK(load)
 void decode(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
   std::vector<float> samples = repeatedRecording(size);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     TapeDataReader reader;
     reader.readPresetData(samples.data(), static_cast<int>(size));
     benchmark::DoNotOptimize(reader);
@@ -118,7 +118,7 @@ BENCHMARK(decode)
 
 void convertBank(benchmark::State& state) {
   PresetBank bank = exampleBank();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     K7_PresetRevisionConverter::convertBankRev1ToRev3(bank.data(), bank.data());
     benchmark::DoNotOptimize(bank);
   }
@@ -128,7 +128,7 @@ BENCHMARK(convertBank);
 
 void writeTransfers(benchmark::State& state) {
   const PresetBank bank = exampleBank();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (writeTransferFiles(bank.data(), presetCount, temporaryFolder()) != 0) {
       state.SkipWithError("not written");
     }
