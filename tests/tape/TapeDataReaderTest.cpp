@@ -1040,7 +1040,7 @@ INSTANTIATE_TEST_SUITE_P(
         DataBits{"NoiseBetweenPartsOfBits",
                  Signal().shorts(6).runs(1, neitherRun).longs(4).runs(1, neitherRun).shorts(6),
                  "0"},
-        DataBits{"WorkedExample",
+        DataBits{"AByteAndABit",
                  Signal().longs(4).shorts(12).shorts(12).longs(4).shorts(4 * 12).longs(4),
                  "011011110"}),
     [](const auto& row) { return row.param.name; });
