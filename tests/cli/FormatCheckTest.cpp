@@ -8,9 +8,6 @@
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 
-// GCC warns of the strings of a WavFormat that a test leaves empty.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace {
 
 using ::testing::Values;

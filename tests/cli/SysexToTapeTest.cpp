@@ -73,6 +73,18 @@ TEST_F(SysexToTapeTest, ReplacesAnOlderRecording) {
   expectOutcome({"bank.syx", "x.wav"}, {.written = {{"x.wav", recordingOf(bank)}}});
 }
 
+TEST_F(SysexToTapeTest, NoticesThatTheLastByteDoesNotFit) {
+  const std::string recording = recordingOf(bank);
+  const std::string allButOneByte = recording.substr(0, recording.size() - 1);
+  give("bank.syx", sysexFile(bank));
+  expectOutcome(
+      {"bank.syx", "x.wav"},
+      {.status = 1,
+       .errors = "Kestrel7SysexToTape: can't write x.wav\n",
+       .written = {{"x.wav", allButOneByte}}},
+      {.largestFile = static_cast<long>(allButOneByte.size()), .ignoreFileSizeSignal = true});
+}
+
 class IncompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<Bank> {};
 
 TEST_P(IncompleteBank, IsRefused) {

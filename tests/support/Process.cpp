@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,8 +29,10 @@ void limit(decltype(RLIMIT_AS) resource, long most) {
 
 void redirect(int descriptor, const std::string& path, int mode) {
   const int file = open(path.c_str(), mode, 0666);
-  dup2(file, descriptor);
-  close(file);
+  if (file != descriptor) {
+    dup2(file, descriptor);
+    close(file);
+  }
 }
 
 void redirectToFile(int descriptor, const std::string& path) {
@@ -69,12 +72,20 @@ void forgetInheritance() {
 }
 
 void setEnvironment(const std::vector<std::string>& variables) {
-  // Where a build that counts its coverage can't write the counts, it need not say so.
-  setenv("GCOV_ERROR_FILE", "/dev/null", 1);
   for (const std::string& variable : variables) {
     const std::size_t equals = variable.find('=');
     setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
   }
+}
+
+/// Gives a program that counts its coverage a place for the counts; an ordinary user can't write
+/// them to where it was built.
+void divertCoverage(const TemporaryFolder& captures) {
+  const std::string counts = captures / "coverage";
+  mkdir(counts.c_str(), 0);
+  chmod(counts.c_str(), 0777);
+  chmod(captures.path().c_str(), 0711);
+  setenv("GCOV_PREFIX", counts.c_str(), 1);
 }
 
 bool dropRoot() {
@@ -85,14 +96,21 @@ bool dropRoot() {
 [[noreturn]] void startProgram(std::vector<std::string> command, const ProcessOptions& options,
                                const TemporaryFolder& captures) {
   // Opened before root is dropped, the program may lie in a folder that only root may enter.
-  const int program = open(command.front().c_str(), O_PATH);
+  const int program =
+      fcntl(open(command.front().c_str(), O_PATH), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
   redirectToFile(STDERR_FILENO, captures / "errors");
   redirectStandardOutput(options.standardOutput, captures / "output");
   forgetInheritance();
   setEnvironment(options.environment);
+  if (options.asOrdinaryUser) {
+    divertCoverage(captures);
+  }
   limit(RLIMIT_AS, options.addressSpace);
   limit(RLIMIT_FSIZE, options.largestFile);
+  if (options.ignoreFileSizeSignal) {
+    std::signal(SIGXFSZ, SIG_IGN);
+  }
   limit(RLIMIT_NOFILE, options.openFiles);
   limit(RLIMIT_CORE, 1);
   alarm(options.seconds);

@@ -18,7 +18,8 @@ struct ProcessOptions {
   bool asOrdinaryUser = false;  // drops root; changes nothing if there is none to drop
   long addressSpace = 0;        // bytes at the most, unlimited if 0
   long largestFile = 0;         // bytes at the most that may be written to one file, unlimited if 0
-  long openFiles = 0;           // at the most at any one time, the three standard ones among them
+  bool ignoreFileSizeSignal = false;  // writing beyond `largestFile` fails and raises no SIGXFSZ
+  long openFiles = 0;  // at the most at a time, the standard ones included; unlimited if 0
   std::vector<std::string> environment = {};  // NAME=value, besides the test's own
   unsigned seconds = 60;                      // after which the process is ended by SIGALRM
 };
