@@ -154,6 +154,11 @@ void ProgramTest::allow(const std::string& path, fs::perms permissions) {
 
 void ProgramTest::allowOrdinaryUser() {
   fs::permissions(folder.path(), fs::perms{0755});
+  for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+    if (!entry.is_symlink()) {
+      fs::permissions(entry, fs::perms{0755});
+    }
+  }
   allow("out", fs::perms{0777});
 }
 

@@ -58,7 +58,7 @@ class ProgramTest : public ::testing::Test {
   /// Sets what may be done with a file or folder; root may do everything all the same.
   void allow(const std::string& path, std::filesystem::perms permissions);
 
-  /// Lets an ordinary user into the folder of the run and write to its "out".
+  /// Lets an ordinary user read all that is in the folder of the run by now and write to its "out".
   void allowOrdinaryUser();
 
   ProcessResult runProgram(const std::vector<std::string>& arguments, ProcessOptions options = {});
