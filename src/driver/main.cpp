@@ -104,14 +104,15 @@ void readSysexBank(const std::string& path, PresetBank& bank) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 3) {
-    printUsage();
-    std::exit(EXIT_SUCCESS);
-  }
 #ifdef SIGPIPE
   // Nobody reading the messages is no reason to leave the files unwritten.
   std::signal(SIGPIPE, SIG_IGN);
 #endif
+
+  if (argc < 3) {
+    printUsage();
+    std::exit(EXIT_SUCCESS);
+  }
 
   const Options options = scanOptions(argc, argv);
   const std::string inputPath = argv[1];

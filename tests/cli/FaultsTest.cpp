@@ -229,7 +229,8 @@ INSTANTIATE_TEST_SUITE_P(
     namesOf);
 
 INSTANTIATE_TEST_SUITE_P(NoRun, LostMessages,
-                         Combine(Values(closed, fullDevice), Values(Run{"Usage", {"bank.syx"}})),
+                         Combine(Values(closed, fullDevice, pipeNobodyReads),
+                                 Values(Run{"Usage", {"bank.syx"}})),
                          namesOf);
 
 /// The most memory that a process gets, in MiB: of address space or, where a sanitizer needs that
