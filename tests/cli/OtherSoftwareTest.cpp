@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/ProgramTest.h"
+#include "docs/Documents.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
@@ -464,7 +465,7 @@ INSTANTIATE_TEST_SUITE_P(Recordings, OtherNames,
                          nameOf);
 
 TEST(RecordingSoftwareGuide, NamesTheCommandsThatAreTestedHere) {
-  std::istringstream guide(readFile(RECORDING_SOFTWARE_GUIDE_PATH));
+  std::istringstream guide(documentText("docs/recording-software.md"));
   Commands commands;
   for (std::string line; std::getline(guide, line);) {
     if (line.starts_with("sox ") || line.starts_with("ffmpeg ") || line.starts_with("sndfile-")) {

@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "cli/ProgramTest.h"
+#include "support/Files.h"
+#include "support/Process.h"
+
+namespace {
+
+const std::string docs = std::string(PROJECT_FOLDER) + "/docs";
+
+/// What stands between `start` and the next `end`; empty where either is missing.
+std::string between(const std::string& text, const std::string& start, const std::string& end) {
+  const std::size_t startAt = text.find(start);
+  if (startAt == std::string::npos) {
+    return {};
+  }
+  const std::size_t from = startAt + start.size();
+  const std::size_t to = text.find(end, from);
+  return to == std::string::npos ? "" : text.substr(from, to - from);
+}
+
+class ResultPageTest : public ConverterTest {
+ protected:
+  void convertSampleBank() {
+    give("bank.syx", readFile(EXAMPLE_BANK_PATH));
+    ASSERT_EQ(runProgram({"bank.syx", "out"}).status, 0);
+  }
+
+  /// Expects the picture `name` to be what the script draws from `input`.
+  void expectPicture(const std::string& name, const std::string& script,
+                     const std::vector<std::string>& input) {
+    std::vector<std::string> command{"/usr/bin/env", "python3", docs + "/" + script};
+    command.insert(command.end(), input.begin(), input.end());
+    command.push_back(folder / name);
+    const ProcessResult result = run(command);
+    ASSERT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(differences({{name, readFile(docs + "/" + name)}}, {{name, readFile(folder / name)}}),
+              "");
+  }
+};
+
+TEST_F(ResultPageTest, ShowsATransferFileAsItIsWritten) {
+  ASSERT_NO_FATAL_FAILURE(convertSampleBank());
+  const std::string page = readFile(docs + "/what-comes-out.md");
+  const std::string section = between(page + "\n## ", "\n## One file in full\n", "\n## ");
+  const std::string name = between(section, "This is `", "`");
+  ASSERT_NE(name, "");
+  EXPECT_EQ(between(section, "\n```\n", "```\n"), readFile(folder / ("out/" + name)));
+}
+
+TEST_F(ResultPageTest, ShowsTheSampleBankAsItIsDrawn) {
+  ASSERT_NO_FATAL_FAILURE(convertSampleBank());
+  expectPicture("sample-bank.svg", "make-sample-bank-picture", {folder / "out"});
+}
+
+TEST_F(ResultPageTest, TapeSignalIsShownAsItIsDrawn) {
+  expectPicture("tape-signal.svg", "make-tape-signal-picture", {});
+}
+
+}  // namespace
