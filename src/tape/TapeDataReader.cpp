@@ -232,7 +232,7 @@ char TapeDataReader::packedByte(int preset, int byte) const {
 }
 
 void TapeDataReader::writePreset(int preset, std::FILE* file) const {
-  for (int byte = 0; byte < presetSize; ++byte) {
-    std::fputc(packedByte(preset, byte), file);
-  }
+  char bytes[presetSize];
+  getRawPresetBytes(preset, bytes);
+  std::fwrite(bytes, 1, sizeof bytes, file);
 }
