@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 #include "support/Files.h"
@@ -88,6 +89,14 @@ void divertCoverage(const TemporaryFolder& captures) {
   setenv("GCOV_PREFIX", counts.c_str(), 1);
 }
 
+/// A copy of `program`, which may be one that only root may run.
+std::string copyForAnyone(const std::string& program, const TemporaryFolder& captures) {
+  const std::string copy = captures / "program";
+  std::filesystem::copy_file(program, copy);
+  std::filesystem::permissions(copy, std::filesystem::perms{0755});
+  return copy;
+}
+
 bool dropRoot() {
   return geteuid() != 0 ||
          (setgroups(0, nullptr) == 0 && setgid(ordinaryUser) == 0 && setuid(ordinaryUser) == 0);
@@ -96,8 +105,9 @@ bool dropRoot() {
 [[noreturn]] void startProgram(std::vector<std::string> command, const ProcessOptions& options,
                                const TemporaryFolder& captures) {
   // Opened before root is dropped, the program may lie in a folder that only root may enter.
-  const int program =
-      fcntl(open(command.front().c_str(), O_PATH), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const std::string path =
+      options.asOrdinaryUser ? copyForAnyone(command.front(), captures) : command.front();
+  const int program = fcntl(open(path.c_str(), O_PATH), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
   redirectToFile(STDERR_FILENO, captures / "errors");
   redirectStandardOutput(options.standardOutput, captures / "output");
