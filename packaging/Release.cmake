@@ -1,12 +1,18 @@
 # The version, its date and its maintainer: those of the newest entry of the changelog.
 set(changelog ${CMAKE_CURRENT_LIST_DIR}/changelog)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
-
 file(STRINGS ${changelog} heading REGEX "^[a-z]" LIMIT_COUNT 1)
-string(REGEX MATCH "\\((.*)\\)" _ ${heading})
-set(KESTREL7_VERSION ${CMAKE_MATCH_1})
-
 file(STRINGS ${changelog} trailer REGEX "^ -- " LIMIT_COUNT 1)
-string(REGEX MATCH "^ -- (.*>)  ..., ([0-9]+ ... [0-9]+) " _ ${trailer})
+
+string(REGEX MATCH "\\((.*)\\)" _ "${heading}")
+set(KESTREL7_VERSION ${CMAKE_MATCH_1})
+string(REGEX MATCH "^ -- (.*>)  ..., ([0-9][0-9]) (...) ([0-9]+) " _ "${trailer}")
 set(KESTREL7_MAINTAINER ${CMAKE_MATCH_1})
-set(KESTREL7_DATE ${CMAKE_MATCH_2})
+set(months Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
+list(FIND months "${CMAKE_MATCH_3}" month)
+if(NOT KESTREL7_VERSION OR month EQUAL -1)
+  message(FATAL_ERROR "${changelog} must begin with an entry in the form of Debian's changelogs")
+endif()
+set(monthNumbers 01 02 03 04 05 06 07 08 09 10 11 12)
+list(GET monthNumbers ${month} month)
+set(KESTREL7_DATE ${CMAKE_MATCH_4}-${month}-${CMAKE_MATCH_2})
