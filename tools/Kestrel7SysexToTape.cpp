@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
@@ -61,6 +63,10 @@ int main(int argc, char** argv) {
     return fail(sysexPath + " is not a complete SysEx bank of 40 presets");
   }
 
+  std::error_code noSuchFile;
+  if (std::filesystem::equivalent(sysexPath, wavPath, noSuchFile)) {
+    return fail(wavPath + " is the bank itself");
+  }
   std::FILE* wav = std::fopen(wavPath.c_str(), "wb");
   if (wav == nullptr) {
     return fail("can't open " + wavPath);

@@ -14,6 +14,7 @@
 
 #include "cli/ProgramTest.h"
 #include "docs/Documents.h"
+#include "support/Banks.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
@@ -106,17 +107,6 @@ const std::string bigEndian = "the file begins with RIFX";
 const std::string rf64 = "the file begins with RF64";
 
 enum class Channels { Mono, Stereo };
-
-/// The 960 bytes of a bank as they stand in its SysEx file: behind 4 bytes of header 24 pairs of
-/// nibbles, the low one first, and a closing byte.
-std::string bankOf(std::string_view sysex) {
-  std::string bank;
-  for (std::size_t i = 0; i < 960; ++i) {
-    const std::size_t position = i / 24 * 53 + 4 + i % 24 * 2;
-    bank += static_cast<char>(sysex.at(position) | sysex.at(position + 1) << 4);
-  }
-  return bank;
-}
 
 std::string headOf(const std::string& path) {
   std::string head(80, '\0');

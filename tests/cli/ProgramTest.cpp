@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -168,6 +169,13 @@ ProcessResult ProgramTest::runProgram(const std::vector<std::string>& arguments,
   command.insert(command.end(), arguments.begin(), arguments.end());
   options.workingFolder = folder.path();
   return run(command, options);
+}
+
+ProcessResult ConverterTest::runInShell(const std::string& command, ProcessOptions options) {
+  const std::string programs = fs::path(CONVERTER_PATH).parent_path().string();
+  options.workingFolder = folder.path();
+  options.environment.push_back("PATH=" + programs + ":" + std::getenv("PATH"));
+  return run({"/bin/sh", "-c", command}, options);
 }
 
 void ProgramTest::expectOutcome(const std::vector<std::string>& arguments, const Outcome& expected,

@@ -74,4 +74,7 @@ class ProgramTest : public ::testing::Test {
 class ConverterTest : public ProgramTest {
  protected:
   ConverterTest() : ProgramTest(CONVERTER_PATH) {}
+
+  /// Runs a command line in the folder of the run, where a shell finds the programs.
+  ProcessResult runInShell(const std::string& command, ProcessOptions options = {});
 };

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <filesystem>
 #include <ostream>
 #include <regex>
@@ -22,10 +22,14 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
 
 const std::string projectFolder = PROJECT_FOLDER;
 
-const std::string bank = bytesOf(randomBank(21));
+const std::string sysex = readFile(EXAMPLE_BANK_PATH);
+const std::string bank = bankOf(sysex);
 
 /// A document that shows commands, and what is there after all of them.
 struct Guide {
@@ -38,7 +42,7 @@ void PrintTo(const Guide& guide, std::ostream* stream) { *stream << guide.docume
 
 /// Installing and building is done by scripts, not here.
 bool isForAScript(const std::string& command) {
-  static const std::regex start("(apt-get|tar|cmake|./convert) .*");
+  static const std::regex start("(apt-get|tar|cmake) .*");
   return std::regex_match(command, start);
 }
 
@@ -48,13 +52,13 @@ std::vector<std::string> commandsOf(const std::string& document) {
   return isManPage(document) ? ManPage(document).examples() : shellCommands(documentText(document));
 }
 
-FileTree operator+(FileTree tree, const FileTree& more) {
+FileTree joined(FileTree tree, const FileTree& more) {
   tree.insert(more.begin(), more.end());
   return tree;
 }
 
 FileTree newFolder(const std::string& name) {
-  return FileTree{{name + "/", ""}} + transferFiles(name, bank);
+  return joined({{name + "/", ""}}, transferFiles(name, bank));
 }
 
 const std::string monoRecording = wavFile({}, pcmBytes({recordTape(dumpSignal(bank))}, 16));
@@ -62,11 +66,11 @@ const FileTree rightFormat{{"out/format", "OK: SampleRate 44100\n"}};
 const FileTree rightPresets = transferFiles("out", bank);
 
 const std::vector<Guide> guides{
-    {"README.md", rightFormat + rightPresets},
-    {"docs/troubleshooting.md", rightFormat + FileTree{{"fixed.wav", monoRecording}}},
+    {"README.md", joined(rightFormat, rightPresets)},
+    {"docs/troubleshooting.md", joined(rightFormat, {{"fixed.wav", monoRecording}})},
     {"Kestrel7ToTransferFiles.1",
-     rightFormat + rightPresets + newFolder("first") + newFolder("second")},
-    {"Kestrel7SysexToTape.1", newFolder("from-tape") + newFolder("from-sysex")},
+     joined(joined(rightFormat, rightPresets), joined(newFolder("first"), newFolder("second")))},
+    {"Kestrel7SysexToTape.1", joined(newFolder("from-tape"), newFolder("from-sysex"))},
     {"kestrel7-bank.5", transferFiles("out", asRevision3(bank))},
     {"kestrel7-recording.5", {{"fixed.wav", monoRecording}}},
     {"kestrel7-transfer.5", {}, rightPresets},
@@ -78,18 +82,16 @@ class DocumentedCommands : public ConverterTest, public ::testing::WithParamInte
     give("dump.wav", monoRecording);
     give("dump2.wav", monoRecording);
     give("recording.wav", stereoRecording());
-    give("bank.syx", sysexFile(bank));
+    give("bank.syx", sysex);
     for (const auto& [path, content] : GetParam().given) {
       give(path, content);
     }
   }
 
-  /// Runs a command line where the programs are installed.
-  ProcessResult perform(const std::string& command) {
-    const std::string programs = std::filesystem::path(CONVERTER_PATH).parent_path().string();
-    return run({"/bin/sh", "-c", command},
-               {.workingFolder = folder.path(),
-                .environment = {"PATH=" + programs + ":" + std::getenv("PATH")}});
+  /// Runs a command as shown, with the documents where they are here.
+  ProcessResult follow(const std::string& command) {
+    static const std::regex documentFolder("/usr/share/doc/kestrel7totransferfiles");
+    return runInShell(std::regex_replace(command, documentFolder, projectFolder));
   }
 
  private:
@@ -106,7 +108,7 @@ TEST_P(DocumentedCommands, DoWhatIsSaidOfThem) {
   for (const std::string& command : commandsOf(GetParam().document)) {
     if (!isForAScript(command)) {
       const bool areDifferent = command.starts_with("diff out/preset");
-      const ProcessResult result = perform(command);
+      const ProcessResult result = follow(command);
       EXPECT_EQ(result.status, areDifferent ? 1 : 0) << command << "\n" << result.errors;
     }
   }
@@ -143,6 +145,15 @@ std::string textOfScripts() {
   return text;
 }
 
+/// `text` as a pattern that matches it alone.
+std::string quoted(const std::string& text) {
+  return std::regex_replace(text, std::regex(R"([.\[\]()*+?^$|\\{}])"), R"(\$&)");
+}
+
+bool isRunBy(const std::string& scripts, const std::string& command) {
+  return std::regex_search(scripts, std::regex("[ (]" + quoted(command) + "( &&|\\)|\n)"));
+}
+
 TEST(Documents, ShowNoCommandThatIsNotRun) {
   // scripts/check-documents runs those of these two where the project is checked out.
   const std::set<std::string> checkedOut{"docs/development.md", "docs/what-comes-out.md"};
@@ -158,7 +169,7 @@ TEST(Documents, ShowNoCommandThatIsNotRun) {
   for (const std::string& document : documents()) {
     for (const std::string& command : commandsOf(document)) {
       if (isForAScript(command) && !checkedOut.contains(document)) {
-        EXPECT_THAT(scripts, HasSubstr(command)) << document;
+        EXPECT_TRUE(isRunBy(scripts, command)) << document << ": " << command;
       } else if (!checkedOut.contains(document)) {
         EXPECT_THAT(followed, Contains(document)) << command;
       }
@@ -208,8 +219,7 @@ TEST(Documents, LinkToWhatIsThere) {
 
 /// Whether a test of this program has the full name `pattern`, in which "*" is anything.
 bool isTest(const std::string& pattern) {
-  std::string name = std::regex_replace(pattern, std::regex(R"([.\\])"), R"(\$&)");
-  const std::regex regex(std::regex_replace(name, std::regex(R"(\*)"), ".*"));
+  const std::regex regex(std::regex_replace(quoted(pattern), std::regex(R"(\\\*)"), ".*"));
   const auto& program = *::testing::UnitTest::GetInstance();
   for (int i = 0; i < program.total_test_suite_count(); ++i) {
     const ::testing::TestSuite& suite = *program.GetTestSuite(i);
@@ -228,17 +238,95 @@ TEST(Documents, ShowATestAsItIs) {
                         documentText("tests/cli/SlowTapeTest.cpp") + "```\n"));
 }
 
+/// All that the one group of `pattern` matches in `text`.
+std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern);
+  const std::sregex_token_iterator first(text.begin(), text.end(), regex, 1);
+  return {first, std::sregex_token_iterator()};
+}
+
 TEST(Documents, NameTestsThatThereAre) {
-  const std::regex quoted("`([^`]+)`");
-  const auto rows = tableRows(documentText("docs/development.md"), "Behaviour");
-  EXPECT_FALSE(rows.empty());
-  for (const TableRow& row : rows) {
-    const std::string& tests = row.back();
-    EXPECT_TRUE(std::regex_search(tests, quoted)) << row.front();
-    for (std::sregex_iterator at(tests.begin(), tests.end(), quoted), end; at != end; ++at) {
-      EXPECT_TRUE(isTest((*at)[1])) << (*at)[1];
+  const std::string guide = documentText("docs/development.md");
+  std::vector<std::string> tests = matches(guide, "--gtest_filter='([^']+)'");
+  EXPECT_THAT(tests, Not(IsEmpty()));
+  const auto behaviours = tableRows(guide, "Behaviour");
+  EXPECT_THAT(behaviours, Not(IsEmpty()));
+  for (const TableRow& row : behaviours) {
+    const auto named = matches(row.back(), "`([^`]+)`");
+    EXPECT_THAT(named, Not(IsEmpty())) << row.front();
+    tests.insert(tests.end(), named.begin(), named.end());
+  }
+  for (const std::string& test : tests) {
+    EXPECT_TRUE(isTest(test)) << test;
+  }
+}
+
+/// A run for each line of the README's table.
+struct ReadmeOutcome {
+  std::string name;
+  std::string situation;
+  std::vector<std::string> arguments;
+};
+
+void PrintTo(const ReadmeOutcome& outcome, std::ostream* stream) { *stream << outcome.situation; }
+
+const std::vector<ReadmeOutcome> readmeOutcomes{
+    {"Recording", "recording converted", {"dump.wav", "out"}},
+    {"Bank", "SysEx bank converted, with `-R1` or `-R2`", {"bank.syx", "out", "-R1"}},
+    {"OneArgument", "fewer than two arguments", {"dump.wav"}},
+    {"OtherExtension", "extension not `wav`, `syx` or `sysex`", {"dump.WAV", "out"}},
+    {"MissingRecording", "WAV input can't be opened", {"missing.wav", "out"}},
+    {"MissingBank", "SysEx input can't be opened", {"missing.syx", "out"}},
+    {"MissingFolder", "a transfer file can't be opened", {"dump.wav", "none"}},
+    {"Check", "format check done", {"dump.wav", "out", "-CheckWavFormat"}},
+    {"CheckWithoutFolder",
+     "format check, report can't be opened",
+     {"dump.wav", "none", "-CheckWavFormat"}},
+};
+
+class ReadmeOutcomes : public ConverterTest, public ::testing::WithParamInterface<ReadmeOutcome> {
+ protected:
+  ReadmeOutcomes() {
+    give("dump.wav", monoRecording);
+    give("bank.syx", sysex);
+  }
+};
+
+TEST_P(ReadmeOutcomes, AreAsTheTableHasThem) {
+  const auto rows = tableRows(documentText("README.md"), "Situation");
+  const auto row = std::find_if(rows.begin(), rows.end(), [](const TableRow& cells) {
+    return cells.front() == GetParam().situation;
+  });
+  ASSERT_NE(row, rows.end());
+  const ProcessResult result = runProgram(GetParam().arguments);
+  EXPECT_EQ(std::to_string(result.status), row->at(2));
+
+  std::string pattern;
+  for (const std::string& message : matches(row->at(1), "`([^`]+)`")) {
+    pattern += quoted(message) + "\n?";
+  }
+  pattern = std::regex_replace(pattern, std::regex("FILE|FOLDER"), "[^ \n]+");
+  if (row->at(1) == "the usage") {
+    pattern = "usage: [^]*";
+  }
+  EXPECT_TRUE(std::regex_match(result.output, std::regex(pattern)))
+      << result.output << "is not " << pattern;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ReadmeOutcomes, ::testing::ValuesIn(readmeOutcomes), nameOf);
+
+TEST(Documents, HaveARunForEachOutcomeOfTheReadme) {
+  EXPECT_THAT(tableRows(documentText("README.md"), "Situation"), SizeIs(readmeOutcomes.size()));
+}
+
+TEST(Documents, HaveTheOptionsOfTheConverter) {
+  std::set<std::string> options;
+  for (const TableRow& row : tableRows(documentText("README.md"), "Option")) {
+    for (const std::string& option : matches(row.front(), "`([^`]+)`")) {
+      options.insert(option);
     }
   }
+  EXPECT_EQ(options, (std::set<std::string>{"-R1", "-R2", "-R3", "-CheckWavFormat"}));
 }
 
 }  // namespace

@@ -27,6 +27,15 @@ std::string sysexFile(std::string_view bank) {
   return file;
 }
 
+std::string bankOf(std::string_view sysex) {
+  std::string bank;
+  for (std::size_t i = 0; i < 960; ++i) {
+    const std::size_t position = i / 24 * 53 + 4 + i % 24 * 2;
+    bank += static_cast<char>(sysex.at(position) | sysex.at(position + 1) << 4);
+  }
+  return bank;
+}
+
 std::string transferText(std::string_view record) {
   const auto bit7 = [record](std::size_t byte) {
     return std::to_string(static_cast<unsigned char>(record[byte]) >> 7);

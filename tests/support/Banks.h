@@ -15,6 +15,9 @@ std::string bytesOf(const PresetBank& bank);
 /// A SysEx bank file (2,120 bytes) of the records in `bank` (960 bytes).
 std::string sysexFile(std::string_view bank);
 
+/// The 960 bytes of the bank in a SysEx bank file.
+std::string bankOf(std::string_view sysex);
+
 /// The text of a transfer file for one 24-byte revision-3 record.
 std::string transferText(std::string_view record);
 
