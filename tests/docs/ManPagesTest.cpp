@@ -7,6 +7,7 @@
 #include <ostream>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -77,13 +78,14 @@ struct Setting {
   std::string name;
   std::string value;
   std::size_t byte;
+  std::string meaning;
 };
 
 std::vector<Setting> documentedSettings() {
   std::vector<Setting> settings;
   for (const TableRow& row : ManPage("kestrel7-transfer.5").rows(4)) {
     if (row.front() != "Key") {
-      settings.push_back({row[0], row[1], std::stoul(row[2])});
+      settings.push_back({row[0], row[1], std::stoul(row[2]), row[3]});
     }
   }
   return settings;
@@ -147,6 +149,50 @@ std::set<std::string> tagsOf(const std::map<std::string, std::string>& entries) 
     tags.insert(tag);
   }
   return tags;
+}
+
+TEST_F(TransferFilePage, TellsOfEachKeyWhatItsPartsStandFor) {
+  const std::map<std::string, std::string> words{{"OSC", "oscillator"},
+                                                 {"A", "oscillator A"},
+                                                 {"B", "oscillator B"},
+                                                 {"PULSE", "pulse wave"},
+                                                 {"SAW", "sawtooth wave"},
+                                                 {"TRI", "triangle wave"},
+                                                 {"SQUARE", "square wave"},
+                                                 {"SYNC", "sync"},
+                                                 {"KBD", "keyboard"},
+                                                 {"PW", "pulse width"},
+                                                 {"FREQ", "frequency"},
+                                                 {"FINE", "fine tuning"},
+                                                 {"LOW", "low"},
+                                                 {"FILT", "filter"},
+                                                 {"FILTER", "filter"},
+                                                 {"CUTOFF", "cutoff"},
+                                                 {"RESONANCE", "resonance"},
+                                                 {"ENV", "envelope"},
+                                                 {"AMT", "amount"},
+                                                 {"AMP", "amplifier"},
+                                                 {"ATK", "attack"},
+                                                 {"DEC", "decay"},
+                                                 {"SUS", "sustain"},
+                                                 {"REL", "release"},
+                                                 {"MIX", "mix"},
+                                                 {"NOISE", "noise"},
+                                                 {"LFO", "LFO"},
+                                                 {"POLY-MOD", "poly-mod"},
+                                                 {"P-MOD", "poly-mod"},
+                                                 {"W-MOD", "W-MOD"},
+                                                 {"SOURCE", "source"},
+                                                 {"UNISON", "unison"},
+                                                 {"RELEASE", "release"},
+                                                 {"GLIDE", "glide"}};
+  for (const Setting& setting : documentedSettings()) {
+    std::istringstream parts(setting.name);
+    for (std::string part; std::getline(parts, part, '_');) {
+      ASSERT_TRUE(words.contains(part)) << part;
+      EXPECT_THAT(setting.meaning, HasSubstr(words.at(part))) << setting.name;
+    }
+  }
 }
 
 /// A message as the manual has it, as a pattern of what is printed: FILE is any path, N any number.
