@@ -27,10 +27,11 @@ using ::testing::Values;
 using Commands = std::vector<std::string>;
 
 // Each makes an acceptable fixed.wav out of recording.wav; remix and pan pick the channel.
-const std::string sox = "sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1";
-const std::string soxRight = "sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 2";
+const std::string sox = "sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1";
+const std::string soxRight =
+    "sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 2";
 const std::string soxFrom190s =
-    "sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1 trim 190";
+    "sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1 trim 190";
 const std::string ffmpeg =
     "ffmpeg -i recording.wav -c:a pcm_s16le -ar 44100 -af \"pan=mono|c0=c0\" -bitexact "
     "-map_metadata -1 fixed.wav";
@@ -118,7 +119,8 @@ class OtherSoftwareTest : public ConverterTest {
  protected:
   /// Runs a command line in the folder of the recordings.
   void perform(const std::string& command) {
-    const ProcessResult result = run({"/bin/sh", "-c", command}, {.workingFolder = tapes.path()});
+    const ProcessResult result = run({"/bin/sh", "-c", command}, {.workingFolder = tapes.path(),
+                                                                  .environment = {repeatableSox}});
     ASSERT_EQ(result.status, 0) << command << "\n" << result.errors;
   }
 

@@ -174,6 +174,7 @@ ProcessResult ProgramTest::runProgram(const std::vector<std::string>& arguments,
 ProcessResult ConverterTest::runInShell(const std::string& command, ProcessOptions options) {
   const std::string programs = fs::path(CONVERTER_PATH).parent_path().string();
   options.workingFolder = folder.path();
+  options.environment.push_back(repeatableSox);
   options.environment.push_back("PATH=" + programs + ":" + std::getenv("PATH"));
   return run({"/bin/sh", "-c", command}, options);
 }

@@ -34,6 +34,9 @@ std::string tapeRecording(std::string_view records);
 /// Names a test after the `name` of its parameter.
 inline constexpr auto nameOf = [](const auto& parameterInfo) { return parameterInfo.param.name; };
 
+/// An environment in which sox dithers alike in every run.
+inline const std::string repeatableSox = "SOX_OPTS=-R";
+
 /// All that can be seen of a run.
 struct Outcome {
   std::string output = {};  // looked at where it is captured

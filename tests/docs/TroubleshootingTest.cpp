@@ -105,7 +105,7 @@ struct Symptom {
 void PrintTo(const Symptom& symptom, std::ostream* stream) { *stream << symptom.text; }
 
 const std::string makeAcceptable =
-    "sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1";
+    "sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1";
 
 /// A command, or what is to be added to one, which must stand in the document or the guide that it
 /// refers to.
@@ -116,11 +116,11 @@ std::string shown(const std::string& command) {
 }
 
 std::string takeTheRightChannel() {
-  return shown("sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 2");
+  return shown("sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 2");
 }
 
 std::string cutOffTheBeginning() {
-  return shown("sox recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1 trim 190");
+  return shown("sox -D recording.wav -b 16 -e signed-integer -r 44100 fixed.wav remix 1 trim 190");
 }
 
 void rejectedRecording(User& user) {
@@ -211,7 +211,7 @@ void earlyEnd(User& user) {
   user.convert("recording.wav");
   EXPECT_EQ(user.files().front(), transferText(bank.substr(0, 24)));
   EXPECT_EQ(user.files().back(), transferText(std::string(24, '\0')));
-  user.expectRemedy("sox recording.wav fixed.wav trim 170");
+  user.expectRemedy("sox -D recording.wav fixed.wav trim 170");
 }
 
 void damagedBank(User& user) {
@@ -249,6 +249,15 @@ void garbage(User& user) {
     EXPECT_NE(user.files().front(), transferText(bank.substr(0, 24)));
     EXPECT_NE(user.files().front(), transferText(std::string(24, '\0')));
   }
+}
+
+void almostSilence(User& user) {
+  // Dithered at half the rate, the silence has runs of all lengths.
+  user.runInShell("sox dump.wav -r 22050 low.wav pad 10 && sox -D low.wav -r 44100 recording.wav");
+  user.convert("recording.wav");
+  EXPECT_NE(user.files().front(), transferText(bank.substr(0, 24)));
+  EXPECT_NE(user.files().front(), transferText(std::string(24, '\0')));
+  user.expectRemedy(makeAcceptable + " " + shown("trim 10"));
 }
 
 void notABank(User& user) {
@@ -444,6 +453,9 @@ const std::vector<Symptom> symptoms{
     {"DamagedBank", "The first presets are right, then garbage or zeros, from a SysEx bank",
      damagedBank},
     {"Garbage", "Garbage from the first preset on", garbage},
+    {"AlmostSilence",
+     "Garbage from the first preset on, and some seconds of silence before the dump",
+     almostSilence},
     {"NotABank", "Garbage from the first preset on, from a SysEx bank", notABank},
     {"Shuffled",
      "Values look shuffled: envelopes, filter and mixer are right, but switches, modulation, "
