@@ -28,14 +28,17 @@ using ::testing::SizeIs;
 
 const std::string projectFolder = PROJECT_FOLDER;
 
-const std::string sysex = readFile(EXAMPLE_BANK_PATH);
-const std::string bank = bankOf(sysex);
+// Functions, since every process of every test would make them at its start otherwise.
+std::string sysex() { return readFile(EXAMPLE_BANK_PATH); }
+std::string bank() { return bankOf(sysex()); }
+std::string monoRecording() { return wavFile({}, pcmBytes({recordTape(dumpSignal(bank()))}, 16)); }
+FileTree rightPresets() { return transferFiles("out", bank()); }
 
 /// A document that shows commands, and what is there after all of them.
 struct Guide {
   std::string document;
-  FileTree made;        // new or changed by the commands
-  FileTree given = {};  // besides the recordings and the bank
+  FileTree (*made)();                               // new or changed by the commands
+  FileTree (*given)() = [] { return FileTree{}; };  // besides the recordings and the bank
 };
 
 void PrintTo(const Guide& guide, std::ostream* stream) { *stream << guide.document; }
@@ -58,32 +61,40 @@ FileTree joined(FileTree tree, const FileTree& more) {
 }
 
 FileTree newFolder(const std::string& name) {
-  return joined({{name + "/", ""}}, transferFiles(name, bank));
+  return joined({{name + "/", ""}}, transferFiles(name, bank()));
 }
 
-const std::string monoRecording = wavFile({}, pcmBytes({recordTape(dumpSignal(bank))}, 16));
 const FileTree rightFormat{{"out/format", "OK: SampleRate 44100\n"}};
-const FileTree rightPresets = transferFiles("out", bank);
 
 const std::vector<Guide> guides{
-    {"README.md", joined(rightFormat, rightPresets)},
-    {"docs/troubleshooting.md", joined(rightFormat, {{"fixed.wav", monoRecording}})},
+    {"README.md", [] { return joined(rightFormat, rightPresets()); }},
+    {"docs/troubleshooting.md",
+     [] {
+       return joined(rightFormat, {{"fixed.wav", monoRecording()}});
+     }},
     {"Kestrel7ToTransferFiles.1",
-     joined(joined(rightFormat, rightPresets), joined(newFolder("first"), newFolder("second")))},
-    {"Kestrel7SysexToTape.1", joined(newFolder("from-tape"), newFolder("from-sysex"))},
-    {"kestrel7-bank.5", transferFiles("out", asRevision3(bank))},
-    {"kestrel7-recording.5", {{"fixed.wav", monoRecording}}},
-    {"kestrel7-transfer.5", {}, rightPresets},
+     [] {
+       return joined(joined(rightFormat, rightPresets()),
+                     joined(newFolder("first"), newFolder("second")));
+     }},
+    {"Kestrel7SysexToTape.1",
+     [] { return joined(newFolder("from-tape"), newFolder("from-sysex")); }},
+    {"kestrel7-bank.5", [] { return transferFiles("out", asRevision3(bank())); }},
+    {"kestrel7-recording.5",
+     [] {
+       return FileTree{{"fixed.wav", monoRecording()}};
+     }},
+    {"kestrel7-transfer.5", [] { return FileTree{}; }, rightPresets},
 };
 
 class DocumentedCommands : public ConverterTest, public ::testing::WithParamInterface<Guide> {
  protected:
   DocumentedCommands() {
-    give("dump.wav", monoRecording);
-    give("dump2.wav", monoRecording);
+    give("dump.wav", monoRecording());
+    give("dump2.wav", monoRecording());
     give("recording.wav", stereoRecording());
-    give("bank.syx", sysex);
-    for (const auto& [path, content] : GetParam().given) {
+    give("bank.syx", sysex());
+    for (const auto& [path, content] : GetParam().given()) {
       give(path, content);
     }
   }
@@ -97,7 +108,7 @@ class DocumentedCommands : public ConverterTest, public ::testing::WithParamInte
  private:
   /// The dump is on the left channel.
   static std::string stereoRecording() {
-    const std::vector<float> left = recordTape(dumpSignal(bank));
+    const std::vector<float> left = recordTape(dumpSignal(bank()));
     const std::vector<float> right(left.size());
     return wavFile({.numChannels = 2}, pcmBytes({left, right}, 16));
   }
@@ -112,7 +123,7 @@ TEST_P(DocumentedCommands, DoWhatIsSaidOfThem) {
       EXPECT_EQ(result.status, areDifferent ? 1 : 0) << command << "\n" << result.errors;
     }
   }
-  for (const auto& [path, content] : GetParam().made) {
+  for (const auto& [path, content] : GetParam().made()) {
     tree.insert_or_assign(path, content);
   }
   EXPECT_EQ(differences(treeOf(folder.path()), tree), "");
@@ -287,8 +298,8 @@ const std::vector<ReadmeOutcome> readmeOutcomes{
 class ReadmeOutcomes : public ConverterTest, public ::testing::WithParamInterface<ReadmeOutcome> {
  protected:
   ReadmeOutcomes() {
-    give("dump.wav", monoRecording);
-    give("bank.syx", sysex);
+    give("dump.wav", monoRecording());
+    give("bank.syx", sysex());
   }
 };
 
