@@ -119,6 +119,7 @@ class Failures : public SysexToTapeTest, public ::testing::WithParamInterface<Fa
     give("bank.syx", sysexFile(bank));
     giveFolder("folder.syx");
     giveLink("full.wav", "/dev/full");
+    giveLink("same.wav", "bank.syx");
   }
 };
 
@@ -146,6 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
     Output, Failures,
     Values(Failure{"InAMissingFolder", {"bank.syx", "missing/x.wav"}, "can't open missing/x.wav"},
            Failure{"Folder", {"bank.syx", "out"}, "can't open out"},
+           Failure{"InPlaceOfTheBank", {"bank.syx", "bank.syx"}, "bank.syx is the bank itself"},
+           Failure{"ByALinkToTheBank", {"bank.syx", "same.wav"}, "same.wav is the bank itself"},
            Failure{"OnAFullDevice", {"bank.syx", "full.wav"}, "can't write full.wav"}),
     nameOf);
 
