@@ -81,9 +81,11 @@ class User : public ConverterTest {
   /// Clears the folder of the files.
   void clear() { EXPECT_EQ(runInShell("rm -f out/preset*.txt").status, 0); }
 
+  void expectFiles(const FileTree& expected) { EXPECT_EQ(differences(presets(), expected), ""); }
+
   void expectZeros(const std::string& input) {
     convert(input);
-    EXPECT_EQ(differences(presets(), transferFiles("out", std::string(960, '\0'))), "");
+    expectFiles(zeroFiles);
   }
 
   /// Expects the conversion of what `remedy` makes of the recording to be right.
@@ -91,7 +93,7 @@ class User : public ConverterTest {
     EXPECT_EQ(runInShell(remedy).status, 0);
     clear();
     convert("fixed.wav");
-    EXPECT_EQ(differences(presets(), rightFiles), "");
+    expectFiles(rightFiles);
   }
 };
 
@@ -205,7 +207,7 @@ const FileTree fiveFiles =
 void earlyEnd(User& user) {
   user.give("recording.wav", tapeRecording(bank.substr(0, 5 * 24)));
   user.convert("recording.wav");
-  EXPECT_EQ(differences(user.presets(), fiveFiles), "");
+  user.expectFiles(fiveFiles);
 
   user.runInShell("sox dump.wav recording.wav pad 180");
   user.convert("recording.wav");
@@ -220,7 +222,7 @@ void damagedBank(User& user) {
        {sysex.substr(0, 5 * 53), sysex.substr(0, 5 * 53) + "\xFF" + sysex.substr(5 * 53 + 1)}) {
     user.give("bank.syx", content);
     user.convert("bank.syx");
-    EXPECT_EQ(differences(user.presets(), fiveFiles), "");
+    user.expectFiles(fiveFiles);
   }
 
   user.give("bank.syx", sysex.substr(0, 5 * 53) + sysex.substr(5 * 53 + 1));
@@ -272,7 +274,7 @@ void notABank(User& user) {
 
 void shuffled(User& user) {
   user.convert("bank.syx", " -R1");
-  EXPECT_EQ(differences(user.presets(), transferFiles("out", asRevision3(bank))), "");
+  user.expectFiles(transferFiles("out", asRevision3(bank)));
   const auto changed = keysThatDiffer(user.presets(), rightFiles);
   for (const std::string same :
        {"FILT_", "AMP_", "FILTER_", "MIX_", "GLIDE", "OSC_A_PW", "OSC_B_PW"}) {
@@ -285,13 +287,13 @@ void shuffled(User& user) {
   }
 
   user.convert("bank.syx");
-  EXPECT_EQ(differences(user.presets(), rightFiles), "");
+  user.expectFiles(rightFiles);
 }
 
 void earlierFiles(User& user) {
   user.convert("dump.wav");
   user.convert("missing.wav");
-  EXPECT_EQ(differences(user.presets(), rightFiles), "");
+  user.expectFiles(rightFiles);
   user.check("dump.wav");
   user.check("missing.wav");
   EXPECT_EQ(user.runInShell("cat out/format").output, "OK: SampleRate 44100\n");
@@ -315,7 +317,7 @@ void missingFolder(User& user) {
                                               HasSubstr("hmmm, that didn't work..")));
   user.runInShell(shown("mkdir out"));
   user.convert("dump.wav");
-  EXPECT_EQ(differences(user.presets(), rightFiles), "");
+  user.expectFiles(rightFiles);
 }
 
 void missingFolderOfACheck(User& user) {
@@ -334,7 +336,7 @@ void blockedFile(User& user) {
   EXPECT_THAT(user.convert("bank.syx"), HasSubstr("can't open out/preset2-2.txt\n"));
   FileTree written = transferFiles("out", bank, 9);
   written.emplace("out/preset2-2.txt/", "");
-  EXPECT_EQ(differences(user.presets(), written), "");
+  user.expectFiles(written);
 }
 
 void otherExtension(User& user) {
@@ -345,7 +347,7 @@ void otherExtension(User& user) {
   }
   user.runInShell("mv dump.WAV dump.wav");
   user.convert("dump.wav");
-  EXPECT_EQ(differences(user.presets(), rightFiles), "");
+  user.expectFiles(rightFiles);
 }
 
 void noFormat(User& user) {
@@ -361,7 +363,7 @@ void otherSampleRate(User& user) {
               HasSubstr("Wav format -> SampleRate 48000 BitDepth 16\n"));
   EXPECT_EQ(user.runInShell("cat out/format").output, "WRONG SAMPLERATE: SampleRate 48000\n");
   user.convert("recording.wav");
-  EXPECT_EQ(differences(user.presets(), rightFiles), "");
+  user.expectFiles(rightFiles);
 
   user.runInShell("sox dump.wav -r 96000 recording.wav");
   user.expectZeros("recording.wav");
@@ -438,7 +440,7 @@ void fullDisk(User& user) {
 
 void onlyTheReport(User& user) {
   user.check("dump.wav");
-  EXPECT_EQ(differences(user.presets(), {}), "");
+  user.expectFiles({});
   EXPECT_EQ(user.runInShell("ls out").output, "format\n");
 }
 
