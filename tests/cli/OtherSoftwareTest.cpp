@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -119,8 +118,7 @@ class OtherSoftwareTest : public ConverterTest {
  protected:
   /// Runs a command line in the folder of the recordings.
   void perform(const std::string& command) {
-    const ProcessResult result = run({"/bin/sh", "-c", command}, {.workingFolder = tapes.path(),
-                                                                  .environment = {repeatableSox}});
+    const ProcessResult result = runInShell(command, {.workingFolder = tapes.path()});
     ASSERT_EQ(result.status, 0) << command << "\n" << result.errors;
   }
 
@@ -457,9 +455,8 @@ INSTANTIATE_TEST_SUITE_P(Recordings, OtherNames,
                          nameOf);
 
 TEST(RecordingSoftwareGuide, NamesTheCommandsThatAreTestedHere) {
-  std::istringstream guide(documentText("docs/recording-software.md"));
   Commands commands;
-  for (std::string line; std::getline(guide, line);) {
+  for (const std::string& line : linesOf(documentText("docs/recording-software.md"))) {
     if (line.starts_with("sox ") || line.starts_with("ffmpeg ") || line.starts_with("sndfile-")) {
       commands.push_back(line);
     }

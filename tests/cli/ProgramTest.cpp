@@ -117,6 +117,14 @@ FileTree transferFiles(const std::string& folder, std::string_view bank, int cou
   return files;
 }
 
+std::vector<std::string> transferTextsIn(const std::string& folder) {
+  std::vector<std::string> texts;
+  for (int record = 0; record < 40; ++record) {
+    texts.push_back(readFile(folder + "/" + transferName(record)));
+  }
+  return texts;
+}
+
 std::string asRevision3(std::string_view bank) {
   std::string converted(bank.size(), '\0');
   for (std::size_t i = 0; i < bank.size(); ++i) {
@@ -173,8 +181,10 @@ ProcessResult ProgramTest::runProgram(const std::vector<std::string>& arguments,
 
 ProcessResult ConverterTest::runInShell(const std::string& command, ProcessOptions options) {
   const std::string programs = fs::path(CONVERTER_PATH).parent_path().string();
-  options.workingFolder = folder.path();
-  options.environment.push_back(repeatableSox);
+  if (options.workingFolder.empty()) {
+    options.workingFolder = folder.path();
+  }
+  options.environment.push_back("SOX_OPTS=-R");
   options.environment.push_back("PATH=" + programs + ":" + std::getenv("PATH"));
   return run({"/bin/sh", "-c", command}, options);
 }

@@ -24,6 +24,9 @@ std::string differences(const FileTree& actual, const FileTree& expected);
 /// The transfer files of the first `count` records of `bank` (960 bytes, revision 3) in `folder`.
 FileTree transferFiles(const std::string& folder, std::string_view bank, int count = 40);
 
+/// The texts of the 40 transfer files in `folder`, in the order of the records.
+std::vector<std::string> transferTextsIn(const std::string& folder);
+
 /// The bank of an instrument of revision 1 or 2 in the arrangement of revision 3.
 std::string asRevision3(std::string_view bank);
 
@@ -33,9 +36,6 @@ std::string tapeRecording(std::string_view records);
 
 /// Names a test after the `name` of its parameter.
 inline constexpr auto nameOf = [](const auto& parameterInfo) { return parameterInfo.param.name; };
-
-/// An environment in which sox dithers alike in every run.
-inline const std::string repeatableSox = "SOX_OPTS=-R";
 
 /// All that can be seen of a run.
 struct Outcome {
@@ -78,6 +78,7 @@ class ConverterTest : public ProgramTest {
  protected:
   ConverterTest() : ProgramTest(CONVERTER_PATH) {}
 
-  /// Runs a command line in the folder of the run, where a shell finds the programs.
+  /// Runs a command line, in the folder of the run if `options` name no other. The shell finds the
+  /// programs, and sox dithers alike in every run.
   ProcessResult runInShell(const std::string& command, ProcessOptions options = {});
 };

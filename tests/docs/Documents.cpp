@@ -18,27 +18,38 @@ std::string trimmed(const std::string& text) {
 }
 
 TableRow cellsOf(const std::string& line) {
-  TableRow cells;
-  std::istringstream rest(line.substr(1));
-  for (std::string cell; std::getline(rest, cell, '|');) {
-    cells.push_back(trimmed(cell));
+  TableRow cells = split(line.substr(1), '|');
+  for (std::string& cell : cells) {
+    cell = trimmed(cell);
   }
   return cells;
 }
 
 }  // namespace
 
-std::string documentText(const std::string& path) {
-  return readFile(std::string(PROJECT_FOLDER) + "/" + path);
+std::string projectPath(const std::string& name) {
+  return std::string(PROJECT_FOLDER) + "/" + name;
 }
 
-std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
+std::string documentText(const std::string& path) { return readFile(projectPath(path)); }
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
   std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
+  for (std::string part; std::getline(stream, part, separator);) {
+    parts.push_back(part);
   }
-  return lines;
+  return parts;
+}
+
+std::vector<std::string> linesOf(const std::string& text) { return split(text, '\n'); }
+
+std::string literally(const std::string& text) {
+  return std::regex_replace(text, std::regex(R"([.\[\]()*+?^$|\\{}])"), R"(\$&)");
+}
+
+std::string asTestName(const std::string& text) {
+  return std::regex_replace(text, std::regex("[^A-Za-z0-9]"), "_");
 }
 
 std::vector<std::string> shellCommands(const std::string& markdown) {
@@ -123,11 +134,7 @@ std::map<std::string, std::string> ManPage::entries(std::string_view heading) co
 std::vector<TableRow> ManPage::rows(std::size_t columns) const {
   std::vector<TableRow> rows;
   for (const std::string& line : lines) {
-    TableRow cells;
-    std::istringstream rest(line);
-    for (std::string cell; std::getline(rest, cell, '\t');) {
-      cells.push_back(cell);
-    }
+    const TableRow cells = split(line, '\t');
     if (cells.size() == columns) {
       rows.push_back(cells);
     }
@@ -154,7 +161,7 @@ std::string manPagePath(const std::string& name) {
 
 std::vector<std::string> manPageNames() {
   std::vector<std::string> names;
-  for (const std::string& source : filesIn(std::string(PROJECT_FOLDER) + "/docs/man")) {
+  for (const std::string& source : filesIn(projectPath("docs/man"))) {
     names.push_back(source.substr(0, source.rfind(".in")));
   }
   return names;

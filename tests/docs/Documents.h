@@ -6,6 +6,9 @@
 #include <string_view>
 #include <vector>
 
+/// The path of a file or folder of the project, which is named from the project's folder.
+std::string projectPath(const std::string& name);
+
 /// The text of a document by its path from the project's folder.
 std::string documentText(const std::string& path);
 
@@ -48,5 +51,14 @@ std::string manPagePath(const std::string& name);
 /// The names of all pages of the manual.
 std::vector<std::string> manPageNames();
 
-/// What `text` holds between line ends; an end of the last line may be missing.
+/// What `text` holds between separators; one at its end may be missing.
+std::vector<std::string> split(const std::string& text, char separator);
+
+/// What `text` holds between line ends.
 std::vector<std::string> linesOf(const std::string& text);
+
+/// `text` as a regular expression that matches it alone.
+std::string literally(const std::string& text);
+
+/// `text` with "_" for all that can't be in the name of a test.
+std::string asTestName(const std::string& text);

@@ -26,8 +26,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 
-const std::string projectFolder = PROJECT_FOLDER;
-
 // Functions, since every process of every test would make them at its start otherwise.
 std::string sysex() { return readFile(EXAMPLE_BANK_PATH); }
 std::string bank() { return bankOf(sysex()); }
@@ -90,8 +88,9 @@ const std::vector<Guide> guides{
 class DocumentedCommands : public ConverterTest, public ::testing::WithParamInterface<Guide> {
  protected:
   DocumentedCommands() {
-    give("dump.wav", monoRecording());
-    give("dump2.wav", monoRecording());
+    const std::string recording = monoRecording();
+    give("dump.wav", recording);
+    give("dump2.wav", recording);
     give("recording.wav", stereoRecording());
     give("bank.syx", sysex());
     for (const auto& [path, content] : GetParam().given()) {
@@ -102,7 +101,7 @@ class DocumentedCommands : public ConverterTest, public ::testing::WithParamInte
   /// Runs a command as shown, with the documents where they are here.
   ProcessResult follow(const std::string& command) {
     static const std::regex documentFolder("/usr/share/doc/kestrel7totransferfiles");
-    return runInShell(std::regex_replace(command, documentFolder, projectFolder));
+    return runInShell(std::regex_replace(command, documentFolder, PROJECT_FOLDER));
   }
 
  private:
@@ -129,9 +128,7 @@ TEST_P(DocumentedCommands, DoWhatIsSaidOfThem) {
   EXPECT_EQ(differences(treeOf(folder.path()), tree), "");
 }
 
-const auto nameOfDocument = [](const auto& guide) {
-  return std::regex_replace(guide.param.document, std::regex("[^A-Za-z0-9]"), "_");
-};
+const auto nameOfDocument = [](const auto& guide) { return asTestName(guide.param.document); };
 
 INSTANTIATE_TEST_SUITE_P(Documents, DocumentedCommands, ::testing::ValuesIn(guides),
                          nameOfDocument);
@@ -139,7 +136,7 @@ INSTANTIATE_TEST_SUITE_P(Documents, DocumentedCommands, ::testing::ValuesIn(guid
 /// The documents of the project: those in its folder, in docs and of the sample bank.
 std::vector<std::string> documents() {
   std::vector<std::string> documents{"README.md", "examples/README.md", "fuzz/README.md"};
-  for (const std::string& name : filesIn(projectFolder + "/docs")) {
+  for (const std::string& name : filesIn(projectPath("docs"))) {
     if (name.ends_with(".md")) {
       documents.push_back("docs/" + name);
     }
@@ -149,20 +146,15 @@ std::vector<std::string> documents() {
 
 /// What the project's own check does besides these tests.
 std::string textOfScripts() {
-  std::string text = readFile(projectFolder + "/.ci/run");
-  for (const std::string& name : filesIn(projectFolder + "/scripts")) {
+  std::string text = documentText(".ci/run");
+  for (const std::string& name : filesIn(projectPath("scripts"))) {
     text += documentText("scripts/" + name);
   }
   return text;
 }
 
-/// `text` as a pattern that matches it alone.
-std::string quoted(const std::string& text) {
-  return std::regex_replace(text, std::regex(R"([.\[\]()*+?^$|\\{}])"), R"(\$&)");
-}
-
 bool isRunBy(const std::string& scripts, const std::string& command) {
-  return std::regex_search(scripts, std::regex("[ (]" + quoted(command) + "( &&|\\)|\n)"));
+  return std::regex_search(scripts, std::regex("[ (]" + literally(command) + "( &&|\\)|\n)"));
 }
 
 TEST(Documents, ShowNoCommandThatIsNotRun) {
@@ -178,10 +170,13 @@ TEST(Documents, ShowNoCommandThatIsNotRun) {
     followed.insert(guide.document);
   }
   for (const std::string& document : documents()) {
+    if (checkedOut.contains(document)) {
+      continue;
+    }
     for (const std::string& command : commandsOf(document)) {
-      if (isForAScript(command) && !checkedOut.contains(document)) {
+      if (isForAScript(command)) {
         EXPECT_TRUE(isRunBy(scripts, command)) << document << ": " << command;
-      } else if (!checkedOut.contains(document)) {
+      } else {
         EXPECT_THAT(followed, Contains(document)) << command;
       }
     }
@@ -218,7 +213,7 @@ TEST(Documents, LinkToWhatIsThere) {
       const std::filesystem::path target =
           (*at)[1].length() == 0 ? std::filesystem::path(document)
                                  : std::filesystem::path(document).parent_path() / (*at)[1].str();
-      ASSERT_TRUE(std::filesystem::is_regular_file(std::filesystem::path(projectFolder) / target))
+      ASSERT_TRUE(std::filesystem::is_regular_file(projectPath(target.string())))
           << document << " links to " << (*at)[1];
       if ((*at)[3].matched) {
         EXPECT_THAT(anchorsOf(documentText(target.string())), Contains((*at)[3].str()))
@@ -230,7 +225,7 @@ TEST(Documents, LinkToWhatIsThere) {
 
 /// Whether a test of this program has the full name `pattern`, in which "*" is anything.
 bool isTest(const std::string& pattern) {
-  const std::regex regex(std::regex_replace(quoted(pattern), std::regex(R"(\\\*)"), ".*"));
+  const std::regex regex(std::regex_replace(literally(pattern), std::regex(R"(\\\*)"), ".*"));
   const auto& program = *::testing::UnitTest::GetInstance();
   for (int i = 0; i < program.total_test_suite_count(); ++i) {
     const ::testing::TestSuite& suite = *program.GetTestSuite(i);
@@ -314,7 +309,7 @@ TEST_P(ReadmeOutcomes, AreAsTheTableHasThem) {
 
   std::string pattern;
   for (const std::string& message : matches(row->at(1), "`([^`]+)`")) {
-    pattern += quoted(message) + "\n?";
+    pattern += literally(message) + "\n?";
   }
   pattern = std::regex_replace(pattern, std::regex("FILE|FOLDER"), "[^ \n]+");
   if (row->at(1) == "the usage") {

@@ -7,7 +7,6 @@
 #include <ostream>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,8 +53,7 @@ TEST_P(ManPages, BearTheVersionOfTheNewestRelease) {
 }
 
 TEST_P(ManPages, ReferToPagesThatExist) {
-  const std::string source =
-      std::regex_replace(readFile(manPagePath(GetParam())), std::regex(R"(\\-)"), "-");
+  const std::string source = ManPage(GetParam()).text();
   const std::regex reference(R"(\.BR (\S+) \((\d)\))");
   std::set<std::string> pages;
   for (std::sregex_iterator at(source.begin(), source.end(), reference), end; at != end; ++at) {
@@ -67,9 +65,7 @@ TEST_P(ManPages, ReferToPagesThatExist) {
   }
 }
 
-const auto nameOfPage = [](const auto& page) {
-  return std::regex_replace(page.param, std::regex("[^A-Za-z0-9]"), "_");
-};
+const auto nameOfPage = [](const auto& page) { return asTestName(page.param); };
 
 INSTANTIATE_TEST_SUITE_P(All, ManPages, ::testing::ValuesIn(manPageNames()), nameOfPage);
 
@@ -108,8 +104,8 @@ class TransferFilePage : public ConverterTest {
     give("bank.syx", sysexFile(bank));
     EXPECT_EQ(runProgram({"bank.syx", "out"}).status, 0);
     std::vector<std::vector<std::string>> files;
-    for (int record = 0; record < 40; ++record) {
-      files.push_back(linesOf(readFile(folder / ("out/" + transferName(record)))));
+    for (const std::string& text : transferTextsIn(folder / "out")) {
+      files.push_back(linesOf(text));
     }
     return files;
   }
@@ -187,8 +183,7 @@ TEST_F(TransferFilePage, TellsOfEachKeyWhatItsPartsStandFor) {
                                                  {"RELEASE", "release"},
                                                  {"GLIDE", "glide"}};
   for (const Setting& setting : documentedSettings()) {
-    std::istringstream parts(setting.name);
-    for (std::string part; std::getline(parts, part, '_');) {
+    for (const std::string& part : split(setting.name, '_')) {
       ASSERT_TRUE(words.contains(part)) << part;
       EXPECT_THAT(setting.meaning, HasSubstr(words.at(part))) << setting.name;
     }
@@ -197,8 +192,8 @@ TEST_F(TransferFilePage, TellsOfEachKeyWhatItsPartsStandFor) {
 
 /// A message as the manual has it, as a pattern of what is printed: FILE is any path, N any number.
 std::string patternOf(const std::string& message) {
-  std::string pattern = std::regex_replace(message, std::regex(R"([.\[\]()*+?^$|\\{}])"), R"(\$&)");
-  pattern = std::regex_replace(pattern, std::regex(R"(\bFILE\b)"), "[^ ]+");
+  const std::string pattern =
+      std::regex_replace(literally(message), std::regex(R"(\bFILE\b)"), "[^ ]+");
   return std::regex_replace(pattern, std::regex(R"(\bN\b)"), "[0-9]+");
 }
 
@@ -432,7 +427,7 @@ TEST(ConverterPage, HasEveryMessageOfTheProgram) {
   }
   std::set<std::string> printed{"std::bad_alloc", "std::bad_array_new_length",
                                 "Assertion `v <= 1.0' failed.", "Assertion `v >= -1.0' failed."};
-  for (const std::string& path : filesIn(std::string(PROJECT_FOLDER) + "/src")) {
+  for (const std::string& path : filesIn(projectPath("src"))) {
     if (path.ends_with(".cpp")) {
       for (const std::string& message : messagesOf(documentText("src/" + path))) {
         printed.insert(message);

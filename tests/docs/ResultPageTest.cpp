@@ -5,12 +5,11 @@
 #include <vector>
 
 #include "cli/ProgramTest.h"
+#include "docs/Documents.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
 namespace {
-
-const std::string docs = std::string(PROJECT_FOLDER) + "/docs";
 
 /// What stands between `start` and the next `end`; empty where either is missing.
 std::string between(const std::string& text, const std::string& start, const std::string& end) {
@@ -33,19 +32,19 @@ class ResultPageTest : public ConverterTest {
   /// Expects the picture `name` to be what the script draws from `input`.
   void expectPicture(const std::string& name, const std::string& script,
                      const std::vector<std::string>& input) {
-    std::vector<std::string> command{"/usr/bin/env", "python3", docs + "/" + script};
+    std::vector<std::string> command{"/usr/bin/env", "python3", projectPath("docs/" + script)};
     command.insert(command.end(), input.begin(), input.end());
     command.push_back(folder / name);
     const ProcessResult result = run(command);
     ASSERT_EQ(result.status, 0) << result.errors;
-    EXPECT_EQ(differences({{name, readFile(docs + "/" + name)}}, {{name, readFile(folder / name)}}),
-              "");
+    EXPECT_EQ(
+        differences({{name, documentText("docs/" + name)}}, {{name, readFile(folder / name)}}), "");
   }
 };
 
 TEST_F(ResultPageTest, ShowsATransferFileAsItIsWritten) {
   ASSERT_NO_FATAL_FAILURE(convertSampleBank());
-  const std::string page = readFile(docs + "/what-comes-out.md");
+  const std::string page = documentText("docs/what-comes-out.md");
   const std::string section = between(page + "\n## ", "\n## One file in full\n", "\n## ");
   const std::string name = between(section, "This is `", "`");
   ASSERT_NE(name, "");
