@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "preset/PresetBank.h"
+#include "recovery/Take.h"
+
+namespace recovery {
+
+enum class Verdict : std::uint8_t { Sure, Doubtful, Missing };
+
+/// Why a preset is not sure.
+enum class Reason : std::uint8_t {
+  None,
+  DropOut,       // the tones are too weak or gone
+  Noise,         // the tones are there, and something covers them
+  Count,         // a bit before it may have been lost or gained
+  Beginning,     // where the data begin is not sure
+  NotRecorded,   // the recording begins too late or ends too early
+  TakesDisagree  // each take reads it surely, and differently
+};
+
+/// One of the 40 presets, as read from all takes.
+struct PresetReading {
+  Verdict verdict = Verdict::Missing;
+  Reason reason = Reason::NotRecorded;
+  int take = 0;            // index of the take that `span` belongs to, the best one for this preset
+  Span span;               // seconds in that take's recording; empty where it is missing
+  float margin = 0.0F;     // the least of its bits, in nats
+  double worstTime = 0.0;  // seconds: where the least sure bit begins
+  std::array<std::uint8_t, presetSize> doubtfulBits{};  // a mask a byte: bits that are not sure
+};
+
+/// The 40 presets of a dump.
+struct BankReading {
+  PresetBank bank{};  // doubtful presets as best read, missing ones as zeros
+  std::array<PresetReading, presetCount> presets{};
+
+  int count(Verdict verdict) const;
+};
+
+/// Two takes of different dumps: indices into the takes that were given.
+struct DifferentDumps {
+  int first = -1;
+  int second = -1;
+
+  bool found() const { return first >= 0; }
+};
+
+/// Whether two of the takes hold different dumps: what both read surely differs.
+DifferentDumps findDifferentDumps(std::span<const Take> takes);
+
+/// Reads the bank from all takes of one dump together, bit by bit. One take is enough; none gives
+/// 40 missing presets.
+BankReading readBank(std::span<const Take> takes);
+
+/// The index of the best of the dumps found in one recording: the one with the most sure presets,
+/// then the largest margins. -1 where there are none.
+int bestTake(std::span<const Take> takes);
+
+}  // namespace recovery

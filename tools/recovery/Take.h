@@ -1,0 +1,118 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "preset/PresetBank.h"
+
+namespace recovery {
+
+inline constexpr int bitsPerPreset = 8 * presetSize;
+inline constexpr int bitsPerBank = presetCount * bitsPerPreset;
+
+/// A stretch of a recording, in seconds from its first sample.
+struct Span {
+  double start = 0.0;
+  double end = 0.0;
+};
+
+/// Which of a recording's channels a dump was read from.
+enum class ChannelUse : std::uint8_t { First, Second, Sum, Difference, Other };
+
+/// What is known of one of the 7,680 bits of a dump.
+struct BitReading {
+  double start = 0.0;  // seconds in the recording
+  double end = 0.0;    // seconds in the recording
+  float margin =
+      0.0F;  // how much likelier it is than the best reading in which it differs, in nats
+  std::int8_t value = -1;  // 0, 1, or -1 where the recording does not hold the bit
+};
+
+/// The speed of the tape at a moment; 1.0 is the instrument's own.
+struct SpeedPoint {
+  double time = 0.0;  // seconds in the recording
+  double speed = 1.0;
+};
+
+/// A stretch in which the tones are much weaker than around it.
+struct DropOut {
+  Span span;
+  double depth = 0.0;  // decibels below the tones around it
+};
+
+/// A short piece of the wave, for drawings.
+struct WavePiece {
+  double start = 0.0;       // seconds in the recording
+  double sampleRate = 0.0;  // of `samples`, a second
+  std::vector<float> samples;
+};
+
+/// A place of a dump that was not read surely, with what else it might be.
+struct DoubtfulPlace {
+  Span span;                            // the doubtful bits, seconds in the recording
+  int firstBit = 0;                     // index of the first doubtful bit, 0 to 7,679
+  int bitCount = 0;                     // of the doubtful bits
+  float margin = 0.0F;                  // the least of their margins
+  bool countIsDoubtful = false;         // a bit may have been lost or gained here
+  std::vector<std::int8_t> read;        // the bits of the place as read
+  std::vector<std::int8_t> nearlyRead;  // the next likely reading; its length may differ
+  WavePiece wave;                       // some 30 ms around the worst bit, as recorded
+};
+
+/// How the signal of a dump was recorded. Levels in decibels, frequencies in hertz.
+struct SignalFacts {
+  double toneLevel = 0.0;   // dBFS, the peaks of the tones, their median
+  double peakLevel = 0.0;   // dBFS, the largest sample within the dump
+  double noiseLevel = 0.0;  // dB of the rest against the tones, below 0 where the tones are louder
+  double humFrequency = 0.0;     // 50 or 60, or 0 where there is none to speak of
+  double humLevel = 0.0;         // dB of the hum against the tones
+  double dcOffset = 0.0;         // part of full scale
+  double clippedShare = 0.0;     // part of the samples that lie on a flat top at the peak
+  double shortHalfPeriod = 0.0;  // seconds at the median speed
+  double longHalfPeriod = 0.0;   // seconds at the median speed
+  double speedMedian = 1.0;      // against nominal half-periods of 12 and 42 samples at 44,100
+  double speedWander = 0.0;      // half of the range in which nine tenths of the speeds lie
+  double bandwidth = 0.0;        // hertz, above which the recording holds next to nothing
+};
+
+/// One dump, as read from one recording.
+struct Take {
+  ChannelUse channel = ChannelUse::First;
+  int channelIndex = 0;          // of the channel used, or of the first of two
+  bool isInverted = false;       // bits begin with a negative half-period
+  Span leader;                   // empty where there is none
+  int leaderOnes = 0;            // one bits read before the start marker
+  Span marker;                   // the start marker, a zero bit; empty where it was not recorded
+  bool beginningIsSure = false;  // the first bit is where it is said to be
+  bool endIsClean = false;       // the tones end within a bit of the last of the 7,680 bits
+  std::vector<BitReading> bits;  // always 7,680
+  std::vector<SpeedPoint> speed;
+  std::vector<DropOut> dropOuts;
+  std::vector<DoubtfulPlace> doubtfulPlaces;  // the worst 20 at most, in the order of time
+  SignalFacts signal;
+
+  /// Lengths of the half-periods within the dump: `halfPeriods[i]` counts those of i to i + 1
+  /// quarter samples at 44,100 a second.
+  std::array<int, 320> halfPeriods{};
+
+  /// The spectrum of the dump as recorded: `spectrum[i]` is the level around 10 * i hertz, in dB
+  /// against a sine of full scale.
+  std::vector<float> spectrum;
+};
+
+/// What a whole recording holds.
+struct RecordingFacts {
+  double sampleRate = 0.0;
+  int channels = 0;
+  double duration = 0.0;  // seconds
+
+  /// The highest magnitude in each stretch of `levelStep` seconds, over all channels; at most
+  /// 4,000.
+  std::vector<float> levels;
+  double levelStep = 0.0;
+
+  std::vector<float> channelPeaks;  // one a channel, part of full scale
+};
+
+}  // namespace recovery
