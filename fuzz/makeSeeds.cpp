@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
+#include "support/TapeSimulator.h"
 
 namespace {
 

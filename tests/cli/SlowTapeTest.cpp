@@ -3,8 +3,8 @@
 #include <string>
 
 #include "cli/ProgramTest.h"
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
+#include "support/TapeSimulator.h"
 
 using SlowTape = ConverterTest;
 

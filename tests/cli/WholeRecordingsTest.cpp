@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "cli/ProgramTest.h"
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
+#include "support/TapeSimulator.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include "cli/MissingMemory.h"
 #include "cli/ProgramTest.h"
 #include "docs/Documents.h"
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 #include "support/Files.h"
 #include "support/Process.h"
+#include "support/TapeSimulator.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "audio/WavLoader.h"
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 #include "support/Files.h"
+#include "support/TapeSimulator.h"
 #include "tape/TapeDataReader.h"
 
 // docs/recordings.md promises what is measured here.

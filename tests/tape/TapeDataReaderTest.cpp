@@ -22,8 +22,8 @@
 #include <string_view>
 #include <vector>
 
-#include "signal/TapeSignal.h"
 #include "support/Banks.h"
+#include "support/TapeSimulator.h"
 #include "tape/TapeDataReader.h"
 
 namespace {

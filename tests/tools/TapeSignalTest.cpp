@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "signal/TapeSignal.h"
+#include "support/TapeSimulator.h"
 
 namespace {
 
