@@ -32,7 +32,7 @@ class ResultPageTest : public ConverterTest {
   /// Expects the picture `name` to be what the script draws from `input`.
   void expectPicture(const std::string& name, const std::string& script,
                      const std::vector<std::string>& input) {
-    std::vector<std::string> command{"/usr/bin/env", "python3", projectPath("docs/" + script)};
+    std::vector<std::string> command{"/usr/bin/env", "python3", projectPath("scripts/" + script)};
     command.insert(command.end(), input.begin(), input.end());
     command.push_back(folder / name);
     const ProcessResult result = run(command);
