@@ -1,0 +1,250 @@
+#include "recovery/Measurement.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "recovery/Bank.h"
+#include "recovery/ConverterReading.h"
+#include "recovery/DumpSearch.h"
+#include "support/RealRecording.h"
+
+namespace {
+
+using recovery::BankReading;
+using recovery::Span;
+using recovery::Take;
+using recovery::Verdict;
+
+constexpr std::size_t framesAtATime = 65536;
+
+double processorSeconds() {
+  std::timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+std::vector<Take> search(const RealRecording& recording) {
+  recovery::DumpSearch dumps(recording.sampleRate, recording.channels);
+  const auto channels = static_cast<std::size_t>(recording.channels);
+  const std::size_t frames = recording.samples.size() / channels;
+  for (std::size_t frame = 0; frame < frames; frame += framesAtATime) {
+    dumps.add(recording.samples.data() + frame * channels, std::min(framesAtATime, frames - frame));
+  }
+  return dumps.finish();
+}
+
+Span spanOf(const Take& take) {
+  Span span{.start = 1e9, .end = -1e9};
+  for (const recovery::BitReading& bit : take.bits) {
+    if (bit.value >= 0) {
+      span.start = std::min(span.start, bit.start);
+      span.end = std::max(span.end, bit.end);
+    }
+  }
+  return span;
+}
+
+/// The dump that a take covers the most of; none where it covers none.
+const RecordedDump* dumpBehind(const RealRecording& recording, const Take& take) {
+  const Span span = spanOf(take);
+  const RecordedDump* best = nullptr;
+  double longest = 0.0;
+  for (const RecordedDump& dump : recording.dumps) {
+    const double common = std::min(span.end, dump.end) - std::max(span.start, dump.start);
+    if (common > longest) {
+      longest = common;
+      best = &dump;
+    }
+  }
+  return best;
+}
+
+bool isRight(const BankReading& reading, const PresetBank& bank, std::size_t preset) {
+  const auto at = static_cast<std::ptrdiff_t>(preset * presetSize);
+  return std::equal(bank.begin() + at, bank.begin() + at + presetSize, reading.bank.begin() + at);
+}
+
+/// A sure preset is wrong if its bytes are, or if it lies where there is nothing to be read.
+int countSureAndWrong(const BankReading& reading, const RecordedDump* dump) {
+  constexpr double tolerance = 0.01;  // seconds
+  int wrong = 0;
+  for (std::size_t preset = 0; preset < presetCount; ++preset) {
+    const recovery::PresetReading& read = reading.presets[preset];
+    if (read.verdict == Verdict::Sure &&
+        (dump == nullptr || !isRight(reading, dump->bank, preset) ||
+         read.span.start < dump->start - tolerance || read.span.end > dump->end + tolerance)) {
+      ++wrong;
+    }
+  }
+  return wrong;
+}
+
+void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcome) {
+  outcome.whole = true;
+  for (std::size_t preset = 0; preset < presetCount; ++preset) {
+    const bool isSure = reading.presets[preset].verdict == Verdict::Sure;
+    const bool right = isRight(reading, dump.bank, preset);
+    if (!dump.isRecorded[preset]) {
+      outcome.whole = outcome.whole && (!isSure || right);
+      continue;
+    }
+    ++outcome.recorded;
+    outcome.doubted += right && !isSure ? 1 : 0;
+    outcome.lost += !right && !isSure ? 1 : 0;
+    if (!right || !isSure) {
+      outcome.whole = false;
+      if (outcome.firstBadPreset < 0) {
+        outcome.firstBadPreset = static_cast<int>(preset);
+      }
+    }
+  }
+}
+
+bool converterReads(const RealRecording& recording) {
+  if (!recording.isPlainWav) {
+    return false;
+  }
+  std::vector<float> first;
+  for (std::size_t i = 0; i < recording.samples.size();
+       i += static_cast<std::size_t>(recording.channels)) {
+    // The converter takes the bytes of eight bits for signed, which turns them upside down.
+    first.push_back(recording.bitsPerSample == 8 ? -recording.samples[i] : recording.samples[i]);
+  }
+  const PresetBank& bank = recording.dumps[static_cast<std::size_t>(recording.mainDump)].bank;
+  return recovery::readAsConverter(first.data(), static_cast<int>(first.size()), bank)
+             .wrongPresets == 0;
+}
+
+/// The take of the main dump: the best one, unless that is another complete dump.
+std::optional<Take> takeOfMainDump(const RealRecording& recording, const std::vector<Take>& takes) {
+  const RecordedDump* main = &recording.dumps[static_cast<std::size_t>(recording.mainDump)];
+  const int best = recovery::bestTake(takes);
+  if (best < 0) {
+    return {};
+  }
+  const Take& bestOfAll = takes[static_cast<std::size_t>(best)];
+  const RecordedDump* behind = dumpBehind(recording, bestOfAll);
+  if (behind == main || behind == nullptr || !behind->isComplete()) {
+    return bestOfAll;
+  }
+  for (const Take& take : takes) {
+    if (dumpBehind(recording, take) == main) {
+      return take;
+    }
+  }
+  return {};
+}
+
+void add(Summary& summary, const Outcome& outcome) {
+  ++summary.recordings;
+  summary.whole += outcome.whole ? 1 : 0;
+  summary.converterWhole += outcome.converterWhole ? 1 : 0;
+  summary.onlyConverterWhole += outcome.converterWhole && !outcome.whole ? 1 : 0;
+  summary.found += outcome.found ? 1 : 0;
+  summary.sureAndWrong += outcome.sureAndWrong;
+  summary.recorded += outcome.recorded;
+  summary.doubted += outcome.doubted;
+  summary.lost += outcome.lost;
+  summary.seconds.push_back(outcome.seconds);
+}
+
+void print(const std::string& mixture, std::uint32_t seed, const Outcome& outcome) {
+  std::printf("%s %u: %s%s, sure and wrong %d, doubted %d, lost %d, first bad %d, %.2f s: %s\n",
+              mixture.c_str(), seed, outcome.whole ? "whole" : "not whole",
+              outcome.converterWhole ? " (converter whole)" : "", outcome.sureAndWrong,
+              outcome.doubted, outcome.lost, outcome.firstBadPreset, outcome.seconds,
+              outcome.faults.c_str());
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
+  Outcome outcome;
+  std::vector<Take> ofMainDump;
+  const RecordedDump* main = nullptr;
+  RecordedDump mainDump;
+  for (int i = 0; i < takes; ++i) {
+    const RealRecording recording = makeRecording(mixture, seed, i);
+    const double start = processorSeconds();
+    const std::vector<Take> found = search(recording);
+    outcome.seconds += processorSeconds() - start;
+    outcome.found = outcome.found || !found.empty();
+    for (const Take& take : found) {
+      outcome.sureAndWrong +=
+          countSureAndWrong(recovery::readBank({&take, 1}), dumpBehind(recording, take));
+    }
+    if (i == 0) {
+      outcome.faults = recording.faults;
+    }
+    if (recording.mainDump < 0) {
+      continue;
+    }
+    mainDump = recording.dumps[static_cast<std::size_t>(recording.mainDump)];
+    main = &mainDump;
+    if (i == 0) {
+      outcome.converterWhole = converterReads(recording);
+    }
+    if (const std::optional<Take> take = takeOfMainDump(recording, found)) {
+      ofMainDump.push_back(*take);
+    }
+  }
+  if (main == nullptr) {
+    outcome.whole = !outcome.found;
+    return outcome;
+  }
+  const double start = processorSeconds();
+  const BankReading reading = recovery::readBank(ofMainDump);
+  outcome.seconds = (outcome.seconds + processorSeconds() - start) / takes;
+  judge(reading, *main, outcome);
+  if (takes > 1) {
+    for (std::size_t preset = 0; preset < presetCount; ++preset) {
+      outcome.sureAndWrong +=
+          reading.presets[preset].verdict == Verdict::Sure && !isRight(reading, main->bank, preset)
+              ? 1
+              : 0;
+    }
+  }
+  return outcome;
+}
+
+double Summary::secondsAt(double share) const {
+  if (seconds.empty()) {
+    return 0.0;
+  }
+  const auto rank = static_cast<std::size_t>(share * static_cast<double>(seconds.size()));
+  return seconds[std::min(rank, seconds.size() - 1)];
+}
+
+Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
+  Summary summary{.mixture = mixture};
+  std::atomic<int> next = 0;
+  std::mutex summaryMutex;
+  const auto work = [&] {
+    for (int i = next++; i < options.count; i = next++) {
+      const std::uint32_t seed = options.firstSeed + static_cast<std::uint32_t>(i);
+      const Outcome outcome = measure(mixture, seed, options.takes);
+      const std::scoped_lock lock(summaryMutex);
+      add(summary, outcome);
+      if (options.isVerbose) {
+        print(mixture, seed, outcome);
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 1; i < options.threads; ++i) {
+    threads.emplace_back(work);
+  }
+  work();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::sort(summary.seconds.begin(), summary.seconds.end());
+  return summary;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What came of one recording of the model, or of several takes of one dump.
+struct Outcome {
+  bool whole = false;           // every recorded preset is sure and right, and no other is sure
+  bool converterWhole = false;  // the converter reads the first of them right as it stands
+  bool found = false;           // a dump was found
+  int recorded = 0;             // presets that the recording holds
+  int sureAndWrong = 0;         // presets, those of all dumps that were found
+  int doubted = 0;              // recorded presets that are read right but not sure
+  int lost = 0;                 // recorded presets that are neither read right nor sure
+  int firstBadPreset = -1;      // of those recorded the first that is not sure and right
+  double seconds = 0.0;         // of processor time for the recovery
+  std::string faults;           // what is the matter with the recording
+};
+
+/// Makes `takes` recordings of the dump number `seed` of `mixture` and reads them.
+Outcome measure(std::string_view mixture, std::uint32_t seed, int takes);
+
+/// What came of many recordings.
+struct Summary {
+  std::string mixture;
+  int recordings = 0;
+  int whole = 0;
+  int converterWhole = 0;
+  int onlyConverterWhole = 0;  // the converter reads them right, the recovery does not
+  int found = 0;
+  int sureAndWrong = 0;
+  int recorded = 0;
+  int doubted = 0;
+  int lost = 0;
+  std::vector<double> seconds = {};  // in ascending order
+
+  double wholeShare() const { return recordings == 0 ? 0.0 : 1.0 * whole / recordings; }
+  double doubtedShare() const { return recorded == 0 ? 0.0 : 1.0 * doubted / recorded; }
+  double secondsAt(double share) const;
+};
+
+struct MeasureOptions {
+  std::uint32_t firstSeed = 0;
+  int count = 20;
+  int takes = 1;
+  int threads = 1;
+  bool isVerbose = false;  // prints a line a recording
+};
+
+/// Measures recordings of one mixture.
+Summary measureMany(const std::string& mixture, const MeasureOptions& options);
