@@ -1,39 +1,27 @@
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
+#include "models/SysexModel.h"
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "support/Check.h"
 #include "support/MemoryFile.h"
-#include "support/SysexModel.h"
-
-namespace {
-
-constexpr char fill = '\xAA';
-constexpr std::size_t guardSize = 64;
-
-bool isFill(char byte) { return byte == fill; }
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const MemoryFile memory;
   static const CapturedOutput output;
-  const ExpectedSysex expected = expectedSysex({data, size}, fill);
-  memory.write({data, size});
+  constexpr char fill = '\xAA';
+  const std::string guard(64, fill);
+  const ExpectedSysex expected = expectedSysex(textOf(data, size), fill);
+  memory.write(textOf(data, size));
   std::FILE* file = std::fopen(memory.path().c_str(), "rb");
   check(file != nullptr, "the file opens");
 
-  std::array<char, guardSize + 960 + guardSize> guardedBank;
-  guardedBank.fill(fill);
-  char* const bank = guardedBank.data() + guardSize;
-  Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, bank);
+  std::string guardedBank(guard.size() + 960 + guard.size(), fill);
+  Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, guardedBank.data() + guard.size());
 
-  checkSame<char>({bank, 960}, expected.bank, "bank");
-  check(std::all_of(guardedBank.data(), bank, isFill), "nothing written before the bank");
-  check(std::all_of(bank + 960, bank + 960 + guardSize, isFill), "nothing written after the bank");
+  checkSame<char>(guardedBank, guard + expected.bank + guard, "bank and what surrounds it");
   checkEqual(std::ftell(file), static_cast<long>(expected.bytesRead), "bytes read");
   check(output.take().empty(), "nothing printed");
   std::fclose(file);

@@ -1,31 +1,23 @@
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
+#include "models/TapeModel.h"
 #include "support/Check.h"
 #include "support/MemoryFile.h"
+#include "support/OpenClasses.h"
 #include "support/TapeInput.h"
-#include "support/TapeModel.h"
-#include "tape/TapeDataReader.h"
 
 namespace {
-
-/// A reader whose members can be looked at.
-class OpenTapeDataReader : public TapeDataReader {
- public:
-  using TapeDataReader::bitStream;
-  using TapeDataReader::lastSample;
-  using TapeDataReader::readPos;
-};
 
 // Most recordings are short for the sake of speed; the long ones hold more bits than the store.
 constexpr std::size_t usualSamples = 30'000;
 constexpr std::size_t mostSamples = 600'000;
 
-std::vector<float> recordingOf(Bytes bytes, bool areFloats, std::size_t longest) {
+std::vector<float> recordingOf(std::string_view bytes, bool areFloats, std::size_t longest) {
   return areFloats ? recordingOfFloats(bytes) : recordingOfHalfPeriods(bytes, longest);
 }
 
@@ -37,14 +29,12 @@ void checkDecode(OpenTapeDataReader& reader, TapeModel& model, std::vector<float
   const float last = recording.empty() ? 0.0F : recording.back();
   checkSame<float>({&reader.lastSample, 1}, {&last, 1}, "last sample");
   checkSame<char>(reader.bitStream, model.bits, "bit store");
-  const std::array<char, 960> expectedBank = model.bank();
-  std::array<char, 960> bank{};
-  reader.getRawPresetBankBytes(bank.data());
-  checkSame<char>(bank, expectedBank, "bank");
+  const std::string expectedBank = model.bank();
+  checkSame<char>(reader.bank(), expectedBank, "bank");
   for (std::size_t preset = 0; preset < 40; ++preset) {
-    std::array<char, 24> record{};
+    std::string record(24, '\0');
     reader.getRawPresetBytes(static_cast<int>(preset), record.data());
-    checkSame<char>(record, std::span(expectedBank).subspan(24 * preset, 24), "record");
+    checkSame<char>(record, expectedBank.substr(24 * preset, 24), "record");
   }
 }
 
@@ -59,14 +49,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const int forms = data[0];
   const std::size_t longest = forms >= 0xFC ? mostSamples : usualSamples;
-  const Bytes recordings(data + 3, size - 3);
+  const std::string_view recordings = textOf(data + 3, size - 3);
   const std::size_t firstSize = std::min<std::size_t>(data[1] + 256U * data[2], recordings.size());
 
   OpenTapeDataReader reader;
   TapeModel model;
-  checkDecode(reader, model, recordingOf(recordings.first(firstSize), forms % 2 != 0, longest));
+  checkDecode(reader, model, recordingOf(recordings.substr(0, firstSize), forms % 2 != 0, longest));
   checkDecode(reader, model,
-              recordingOf(recordings.subspan(firstSize), forms / 2 % 2 != 0, longest));
+              recordingOf(recordings.substr(firstSize), forms / 2 % 2 != 0, longest));
   check(output.take().empty(), "nothing printed");
   return 0;
 }

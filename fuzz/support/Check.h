@@ -5,9 +5,12 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string_view>
 
 /// What the fuzzer hands to a target.
-using Bytes = std::span<const std::uint8_t>;
+inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
+}
 
 /// Ends the run with a finding unless `holds`, naming `expectation`.
 void check(bool holds, const char* expectation);

@@ -17,7 +17,7 @@ MemoryFile::~MemoryFile() { close(descriptor); }
 
 std::string MemoryFile::path() const { return "/proc/self/fd/" + std::to_string(descriptor); }
 
-void MemoryFile::write(Bytes content) const {
+void MemoryFile::write(std::string_view content) const {
   const auto size = static_cast<ssize_t>(content.size());
   if (ftruncate(descriptor, 0) != 0 ||
       pwrite(descriptor, content.data(), content.size(), 0) != size) {

@@ -1,8 +1,7 @@
 #pragma once
 
 #include <string>
-
-#include "support/Check.h"
+#include <string_view>
 
 /// A file in memory that is opened by a path like any other.
 class MemoryFile {
@@ -16,7 +15,7 @@ class MemoryFile {
   std::string path() const;
 
   /// Replaces what is in the file.
-  void write(Bytes content) const;
+  void write(std::string_view content) const;
 
   /// What has been written to the file so far.
   std::string read() const;

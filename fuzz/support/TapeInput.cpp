@@ -14,7 +14,7 @@ constexpr float negativeValues[] = {
 
 }  // namespace
 
-std::vector<float> recordingOfFloats(Bytes bytes) {
+std::vector<float> recordingOfFloats(std::string_view bytes) {
   std::vector<float> recording(bytes.size() / sizeof(float));
   if (!recording.empty()) {
     std::memcpy(recording.data(), bytes.data(), recording.size() * sizeof(float));
@@ -22,24 +22,24 @@ std::vector<float> recordingOfFloats(Bytes bytes) {
   return recording;
 }
 
-std::vector<float> recordingOfHalfPeriods(Bytes bytes, std::size_t longest) {
+std::vector<float> recordingOfHalfPeriods(std::string_view bytes, std::size_t longest) {
   std::vector<float> recording;
   float positive = positiveValues[0];
   float negative = negativeValues[0];
   bool isPositive = true;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    const std::size_t length = bytes[i];
-    const std::size_t second = bytes[i + 1];
+    const auto length = static_cast<unsigned char>(bytes[i]);
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
     if (length == 0) {
       positive = positiveValues[second % std::size(positiveValues)];
       negative = negativeValues[second / 16 % std::size(negativeValues)];
       isPositive = !isPositive;
       continue;
     }
-    if (recording.size() + length * second > longest) {
+    if (recording.size() + std::size_t{length} * second > longest) {
       break;
     }
-    for (std::size_t halfPeriod = 0; halfPeriod < second; ++halfPeriod) {
+    for (int halfPeriod = 0; halfPeriod < second; ++halfPeriod) {
       recording.insert(recording.end(), length, isPositive ? positive : negative);
       isPositive = !isPositive;
     }

@@ -223,21 +223,6 @@ TEST(Documents, LinkToWhatIsThere) {
   }
 }
 
-/// Whether a test of this program has the full name `pattern`, in which "*" is anything.
-bool isTest(const std::string& pattern) {
-  const std::regex regex(std::regex_replace(literally(pattern), std::regex(R"(\\\*)"), ".*"));
-  const auto& program = *::testing::UnitTest::GetInstance();
-  for (int i = 0; i < program.total_test_suite_count(); ++i) {
-    const ::testing::TestSuite& suite = *program.GetTestSuite(i);
-    for (int j = 0; j < suite.total_test_count(); ++j) {
-      if (std::regex_match(suite.name() + std::string(".") + suite.GetTestInfo(j)->name(), regex)) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
 TEST(Documents, ShowATestAsItIs) {
   EXPECT_THAT(documentText("docs/development.md"),
               HasSubstr("`tests/cli/SlowTapeTest.cpp`:\n\n```cpp\n" +
@@ -249,22 +234,6 @@ std::vector<std::string> matches(const std::string& text, const std::string& pat
   const std::regex regex(pattern);
   const std::sregex_token_iterator first(text.begin(), text.end(), regex, 1);
   return {first, std::sregex_token_iterator()};
-}
-
-TEST(Documents, NameTestsThatThereAre) {
-  const std::string guide = documentText("docs/development.md");
-  std::vector<std::string> tests = matches(guide, "--gtest_filter='([^']+)'");
-  EXPECT_THAT(tests, Not(IsEmpty()));
-  const auto behaviours = tableRows(guide, "Behaviour");
-  EXPECT_THAT(behaviours, Not(IsEmpty()));
-  for (const TableRow& row : behaviours) {
-    const auto named = matches(row.back(), "`([^`]+)`");
-    EXPECT_THAT(named, Not(IsEmpty())) << row.front();
-    tests.insert(tests.end(), named.begin(), named.end());
-  }
-  for (const std::string& test : tests) {
-    EXPECT_TRUE(isTest(test)) << test;
-  }
 }
 
 /// A run for each line of the README's table.

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "models/TransferModel.h"
 #include "preset/PresetBank.h"
 
 /// 960 random bytes, always the same for one `seed`.
@@ -17,9 +18,6 @@ std::string sysexFile(std::string_view bank);
 
 /// The 960 bytes of the bank in a SysEx bank file.
 std::string bankOf(std::string_view sysex);
-
-/// The text of a transfer file for one 24-byte revision-3 record.
-std::string transferText(std::string_view record);
 
 /// The name of the transfer file of the record with index 0 to 39.
 std::string transferName(int record);

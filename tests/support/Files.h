@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -22,11 +23,14 @@ class TemporaryFolder {
   std::filesystem::path folder;
 };
 
-/// Writes `content` to the file at `path`, byte for byte.
+/// Writes `content` to the file at `path`, byte for byte; throws if that fails.
 void writeFile(const std::string& path, std::string_view content);
 
-/// The bytes of the file at `path`; fails the test if it can't be read.
+/// The bytes of the file at `path`; throws if it can't be read.
 std::string readFile(const std::string& path);
 
 /// The paths of all files and folders below `folder`, relative to it and sorted.
 std::vector<std::string> filesIn(const std::string& folder);
+
+/// How many files the process has open, always counted alike.
+std::ptrdiff_t openFiles();

@@ -4,365 +4,198 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <bitset>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
-#include <iterator>
-#include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "models/TapeModel.h"
 #include "support/Banks.h"
 #include "support/Files.h"
-#include "tape/TapeDataReader.h"
+#include "support/OpenClasses.h"
+#include "support/TapeSimulator.h"
 
 namespace {
-
-constexpr std::size_t dataBitCount = 7680;
-constexpr std::size_t bitStoreCells = 7687;
 
 /// A new folder that is the working directory as long as this lives.
 class WorkingFolder : public TemporaryFolder {
  public:
-  WorkingFolder() : before(std::filesystem::current_path()) {
-    std::filesystem::current_path(path());
-  }
-  WorkingFolder(const WorkingFolder&) = delete;
-  WorkingFolder& operator=(const WorkingFolder&) = delete;
+  WorkingFolder() { std::filesystem::current_path(path()); }
   ~WorkingFolder() { std::filesystem::current_path(before); }
 
  private:
-  std::filesystem::path before;
+  std::filesystem::path before = std::filesystem::current_path();
 };
 
-/// A decoder whose decoded bits are open to the tests.
-class OpenReader : public TapeDataReader {
- public:
-  using TapeDataReader::bitStream;
-  using TapeDataReader::presetData;
-};
-
-/// The bits of a bank in the order in which they come from the tape.
-std::string bitsOf(const PresetBank& bank) {
-  std::string bits;
-  for (const char byte : bank) {
-    bits += std::bitset<8>(static_cast<unsigned char>(byte)).to_string();
-  }
-  return bits;
-}
-
-/// A decoder that has decoded `bits` behind a leader and a start marker.
-TapeDataReader decoderOf(const std::string& bits) {
-  std::vector<float> recording;
-  float level = 1.0F;
-  for (const char bit : std::string(10, '1') + '0' + bits) {
-    const std::size_t halfPeriods = bit == '1' ? 12 : 4;
-    const std::size_t samples = bit == '1' ? 12 : 42;
-    for (std::size_t i = 0; i < halfPeriods; ++i) {
-      recording.insert(recording.end(), samples, level);
-      level = -level;
-    }
-  }
-  recording.push_back(level);  // closes the last half-period
-  TapeDataReader decoder;
-  decoder.readPresetData(recording.data(), static_cast<int>(recording.size()));
-  return decoder;
+/// The name of the diagnostic file of the record with index 0 to 39.
+std::string recordName(int record) {
+  return "bank" + std::to_string(record / 8 + 1) + "preset" + std::to_string(record % 8 + 1) +
+         ".prs";
 }
 
 /// The bit-stream dump of 7,687 cells.
 std::string dumpOf(const std::string& cells) {
   std::string dump;
-  for (std::size_t i = 0; i < dataBitCount; ++i) {
-    dump += static_cast<char>(cells[i] - '0');
+  for (std::size_t i = 0; i < 7680; ++i) {
+    dump += cells[i];
     dump += i % 8 == 7 ? "\n" : "";
     dump += i % 192 == 191 ? "\n" : "";
   }
-  for (std::size_t i = 7679; i < bitStoreCells; ++i) {
-    dump += static_cast<char>(cells[i] - '0');
-  }
-  return dump + "\n";
+  return dump + cells.substr(7679) + "\n";
 }
 
-const std::string bitsBehindTheData = "1011001";
+/// A reader that has decoded `bank` and the seven bits after it, and the cells of its bit store.
+struct DecodedBank {
+  explicit DecodedBank(std::string bytes, const std::string& bitsAfter = "1011001")
+      : bank(std::move(bytes)) {
+    HalfPeriods signal = dumpSignal(bank, 20);
+    signal.resize(signal.size() - 4);
+    for (const char bit : bitsAfter) {
+      appendBit(signal, bit == '1');
+    }
+    signal.push_back(HalfPeriod::Short);
+    std::vector<float> recording = recordTape(signal);
+    reader.readPresetData(recording.data(), static_cast<int>(recording.size()));
+    TapeModel model;
+    model.decode(recording);
+    cells = model.bits;
+  }
 
-const std::vector<std::string> recordNames{
-    "bank1preset1.prs", "bank1preset2.prs", "bank1preset3.prs", "bank1preset4.prs",
-    "bank1preset5.prs", "bank1preset6.prs", "bank1preset7.prs", "bank1preset8.prs",
-    "bank2preset1.prs", "bank2preset2.prs", "bank2preset3.prs", "bank2preset4.prs",
-    "bank2preset5.prs", "bank2preset6.prs", "bank2preset7.prs", "bank2preset8.prs",
-    "bank3preset1.prs", "bank3preset2.prs", "bank3preset3.prs", "bank3preset4.prs",
-    "bank3preset5.prs", "bank3preset6.prs", "bank3preset7.prs", "bank3preset8.prs",
-    "bank4preset1.prs", "bank4preset2.prs", "bank4preset3.prs", "bank4preset4.prs",
-    "bank4preset5.prs", "bank4preset6.prs", "bank4preset7.prs", "bank4preset8.prs",
-    "bank5preset1.prs", "bank5preset2.prs", "bank5preset3.prs", "bank5preset4.prs",
-    "bank5preset5.prs", "bank5preset6.prs", "bank5preset7.prs", "bank5preset8.prs",
+  std::string bank;
+  std::string cells;
+  OpenTapeDataReader reader;
 };
 
-std::ptrdiff_t openDescriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return std::distance(begin(descriptors), end(descriptors));
+struct Writer {
+  void (TapeDataReader::*save)() const;
+  std::string firstFile;
+};
+
+const Writer bitStream{&TapeDataReader::savePresetDataAsBitStreamToFile, "myOutput.dat"};
+const Writer rawBank{&TapeDataReader::saveRawPresetBankDataToFile, "myOutput.tap"};
+const Writer rawRecords{&TapeDataReader::saveIndividualRawPresetDataToFiles, "bank1preset1.prs"};
+const Writer writers[] = {bitStream, rawBank, rawRecords};
+
+/// Expects that the three writers make of the bank what it is, file by file, without a word.
+void expectFilesOf(const DecodedBank& decoded) {
+  const std::ptrdiff_t filesBefore = openFiles();
+  testing::internal::CaptureStdout();
+  for (const Writer& writer : writers) {
+    (decoded.reader.*writer.save)();
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(openFiles(), filesBefore);
+  EXPECT_EQ(filesIn(".").size(), 42U);
+  EXPECT_EQ(readFile("myOutput.dat"), dumpOf(decoded.cells));
+  EXPECT_EQ(readFile("myOutput.tap"), decoded.bank);
+  for (int record = 0; record < 40; ++record) {
+    EXPECT_EQ(readFile(recordName(record)),
+              decoded.bank.substr(24 * static_cast<std::size_t>(record), 24))
+        << record;
+  }
 }
 
 }  // namespace
 
-TEST(BitStreamDump, IsALinePerByteAndTheLastEightCells) {
+TEST(DiagnosticFiles, AreTheBitsTheBankAndItsRecords) {
   const WorkingFolder folder;
-  const std::string bits = bitsOf(randomBank(1)) + bitsBehindTheData;
-
-  decoderOf(bits).savePresetDataAsBitStreamToFile();
-
-  EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{"myOutput.dat"});
-  EXPECT_EQ(readFile("myOutput.dat"), dumpOf(bits));
-}
-
-TEST(BitStreamDump, Is8689BytesOfRawBitsAndLineFeeds) {
-  const WorkingFolder folder;
-
-  decoderOf(bitsOf(randomBank(2))).savePresetDataAsBitStreamToFile();
-
+  expectFilesOf(DecodedBank(bytesOf(randomBank(1))));
   const std::string dump = readFile("myOutput.dat");
   EXPECT_EQ(dump.size(), 8689U);
-  EXPECT_EQ(std::set<char>(dump.begin(), dump.end()), (std::set<char>{'\0', '\1', '\n'}));
   EXPECT_EQ(std::count(dump.begin(), dump.end(), '\n'), 8689 - (7680 + 8));
-}
-
-namespace {
-
-struct LastLine {
-  const char* bitsBehind;
-  const char* line;
-};
-
-class BitStreamDumpLastLineTest : public testing::TestWithParam<LastLine> {};
-
-}  // namespace
-
-TEST_P(BitStreamDumpLastLineTest, BeginsWithTheLastDataBit) {
-  const WorkingFolder folder;
-  const std::string data = std::string(7679, '0') + '1';
-
-  decoderOf(data + GetParam().bitsBehind).savePresetDataAsBitStreamToFile();
-
-  std::string expected = GetParam().line;
-  for (char& bit : expected) {
-    bit = static_cast<char>(bit - '0');
-  }
-  EXPECT_EQ(readFile("myOutput.dat").substr(8689 - 9), expected + "\n") << GetParam().bitsBehind;
-}
-
-INSTANTIATE_TEST_SUITE_P(BitsBehindTheData, BitStreamDumpLastLineTest,
-                         testing::Values(LastLine{"", "10000000"}, LastLine{"1", "11000000"},
-                                         LastLine{"0000001", "10000001"},
-                                         LastLine{"1011001", "11011001"},
-                                         LastLine{"01111110", "10111111"},
-                                         LastLine{"00000001111", "10000000"}));
-
-TEST(BitStreamDump, ShowsTheLowestBitOfEachCell) {
-  const WorkingFolder folder;
-  const std::string bits = bitsOf(randomBank(3)) + bitsBehindTheData;
-  OpenReader decoder;
-  for (std::size_t i = 0; i < dataBitCount; ++i) {
-    decoder.presetData[i / 192][i % 192 / 8][i % 8] = static_cast<char>(bits[i] - '0' - 2);
-  }
-  for (std::size_t i = 0; i < bitStoreCells; ++i) {
-    decoder.bitStream[i] = static_cast<char>(bits[i] - '0' + 0x46);
-  }
-
-  decoder.savePresetDataAsBitStreamToFile();
-
-  EXPECT_EQ(readFile("myOutput.dat"), dumpOf(bits));
-}
-
-TEST(RawBank, IsThe960BytesOfTheBank) {
-  const WorkingFolder folder;
-  const PresetBank bank = randomBank(4);
-
-  decoderOf(bitsOf(bank)).saveRawPresetBankDataToFile();
-
-  EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{"myOutput.tap"});
-  EXPECT_EQ(readFile("myOutput.tap").size(), 960U);
-  EXPECT_EQ(readFile("myOutput.tap"), bytesOf(bank));
-}
-
-TEST(RawRecords, AreTheBankInFortyFiles) {
-  const WorkingFolder folder;
-  const PresetBank bank = randomBank(5);
-
-  decoderOf(bitsOf(bank)).saveIndividualRawPresetDataToFiles();
-
-  EXPECT_EQ(filesIn(folder.path()), recordNames);
-  for (std::size_t record = 0; record < 40; ++record) {
-    EXPECT_EQ(readFile(recordNames[record]), bytesOf(bank).substr(24 * record, 24))
-        << recordNames[record];
-  }
-}
-
-TEST(RawRecords, EndWithTheLastBytesOfTheRawBank) {
-  const WorkingFolder folder;
-  const TapeDataReader decoder = decoderOf(bitsOf(randomBank(6)));
-
-  decoder.saveRawPresetBankDataToFile();
-  decoder.saveIndividualRawPresetDataToFiles();
-
   EXPECT_EQ(readFile("bank5preset8.prs"), readFile("myOutput.tap").substr(936));
 }
 
-TEST(RawFiles, AreMadeOfTheLowestBits) {
+TEST(DiagnosticFiles, AreReplacedWhole) {
   const WorkingFolder folder;
-  const PresetBank bank = randomBank(7);
-  const std::string bits = bitsOf(bank);
-  OpenReader decoder;
-  for (std::size_t i = 0; i < dataBitCount; ++i) {
-    decoder.presetData[i / 192][i % 192 / 8][i % 8] = static_cast<char>(bits[i] - '0' + 0x72);
+  expectFilesOf(DecodedBank(bytesOf(randomBank(2))));
+  for (const std::string& name : filesIn(".")) {
+    writeFile(name, readFile(name) + std::string(100, 'x'));
   }
-
-  decoder.saveRawPresetBankDataToFile();
-  decoder.saveIndividualRawPresetDataToFiles();
-
-  EXPECT_EQ(readFile("myOutput.tap"), bytesOf(bank));
-  EXPECT_EQ(readFile("bank3preset2.prs"), bytesOf(bank).substr(17 * 24, 24));
+  expectFilesOf(DecodedBank(bytesOf(randomBank(3))));
 }
 
-// What the three operations have in common
+TEST(DiagnosticFiles, ShowTheBitsAfterTheDataInTheLastLine) {
+  const WorkingFolder folder;
+  const struct {
+    const char* bitsAfter;
+    const char* line;
+  } rows[] = {{"", "10000000"},        {"1", "11000000"},        {"0000001", "10000001"},
+              {"1011001", "11011001"}, {"01111110", "10111111"}, {"00000001111", "10000000"}};
+  for (const auto& [bitsAfter, line] : rows) {
+    const DecodedBank decoded(std::string(959, '\0') + '\1', bitsAfter);
+    decoded.reader.savePresetDataAsBitStreamToFile();
+    std::string lastLine = readFile("myOutput.dat").substr(8689 - 9, 8);
+    std::for_each(lastLine.begin(), lastLine.end(), [](char& bit) { bit = "01"[int{bit}]; });
+    EXPECT_EQ(lastLine, line) << bitsAfter;
+  }
+}
+
+TEST(DiagnosticFiles, AreMadeOfTheLowestBits) {
+  const WorkingFolder folder;
+  DecodedBank decoded(bytesOf(randomBank(4)));
+  char* slots = &decoded.reader.presetData[0][0][0];
+  std::for_each(slots, slots + 7680, [](char& slot) { slot = static_cast<char>(slot - 2); });
+  for (char& cell : decoded.reader.bitStream) {
+    cell = static_cast<char>(cell + 0x46);
+  }
+  expectFilesOf(decoded);
+}
+
+// Files that can't be opened
 
 namespace {
 
-using Save = void (TapeDataReader::*)() const;
-
-struct Operation {
-  const char* name;
-  Save save;
-  std::string firstFile;
-  std::string (*contentOf)(const PresetBank& bank);  // of the first file
-};
-
-std::string wholeDumpOf(const PresetBank& bank) { return dumpOf(bitsOf(bank) + bitsBehindTheData); }
-
-std::string firstRecordOf(const PresetBank& bank) { return bytesOf(bank).substr(0, 24); }
-
-const Operation operations[] = {
-    {"BitStream", &TapeDataReader::savePresetDataAsBitStreamToFile, "myOutput.dat", wholeDumpOf},
-    {"RawBank", &TapeDataReader::saveRawPresetBankDataToFile, "myOutput.tap", bytesOf},
-    {"RawRecords", &TapeDataReader::saveIndividualRawPresetDataToFiles, "bank1preset1.prs",
-     firstRecordOf},
-};
-
-std::ostream& operator<<(std::ostream& stream, const Operation& operation) {
-  return stream << operation.name;
-}
-
-class TapeDiagnosticFilesTest : public testing::TestWithParam<Operation> {
- protected:
-  void save() const { (decoder.*GetParam().save)(); }
-
-  const WorkingFolder folder;
-  const PresetBank bank = randomBank(8);
-  const TapeDataReader decoder = decoderOf(bitsOf(bank) + bitsBehindTheData);
-};
-
-/// Ends in a process of its own with what is printed in the file "printed" of another folder.
-class TapeDiagnosticFilesDeathTest : public TapeDiagnosticFilesTest {
- protected:
-  [[noreturn]] void saveAndPrintToFile() const {
-    if (std::freopen((output / "printed").c_str(), "wb", stdout) == nullptr) {
-      _exit(2);
-    }
-    save();
-    std::puts("went on");
-    std::fflush(stdout);
-    _exit(1);
-  }
-
-  /// The same as a user who may write to `output` alone.
-  [[noreturn]] void saveAsOrdinaryUser() const {
+/// Saves in a process that ends with status 0, prints what names `file`, and leaves `left` behind.
+void expectCannotOpen(const Writer& writer, const std::string& file,
+                      const std::vector<std::string>& left, bool asOrdinaryUser) {
+  const OpenTapeDataReader reader;
+  const TemporaryFolder output;
+  const std::string printed = output / "printed";
+  std::filesystem::permissions(output.path(), std::filesystem::perms::all);
+  const auto saveAndPrintToFile = [&] {
     constexpr int nobody = 65534;
-    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 ||
-                           setuid(nobody) != 0 || prctl(PR_SET_DUMPABLE, 1) != 0)) {
+    if (asOrdinaryUser && geteuid() == 0 &&
+        (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0 ||
+         prctl(PR_SET_DUMPABLE, 1) != 0)) {
       _exit(3);
     }
-    saveAndPrintToFile();
-  }
-
-  std::string printed() const { return readFile(output / "printed"); }
-
-  const TemporaryFolder output;
-};
+    if (std::freopen(printed.c_str(), "wb", stdout) == nullptr) {
+      _exit(2);
+    }
+    (reader.*writer.save)();
+    _exit(1);
+  };
+  EXPECT_EXIT(saveAndPrintToFile(), testing::ExitedWithCode(0), "");
+  EXPECT_EQ(readFile(printed), "can't open " + file + "\n");
+  EXPECT_EQ(filesIn("."), left);
+}
 
 }  // namespace
 
-TEST_P(TapeDiagnosticFilesTest, AreOverwrittenFromScratch) {
-  writeFile(GetParam().firstFile, std::string(20000, 'x'));
-
-  save();
-  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bank));
-  save();
-  EXPECT_EQ(readFile(GetParam().firstFile), GetParam().contentOf(bank));
-}
-
-TEST_P(TapeDiagnosticFilesTest, AreWrittenWithoutAWord) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-
-  save();
-
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
-
-TEST_P(TapeDiagnosticFilesTest, AreClosed) {
-  const std::ptrdiff_t before = openDescriptors();
-
-  save();
-
-  EXPECT_EQ(openDescriptors(), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, TapeDiagnosticFilesTest, testing::ValuesIn(operations),
-                         [](const auto& row) { return row.param.name; });
-
-TEST_P(TapeDiagnosticFilesDeathTest, EndTheProcessWithStatus0WhereAFolderTakesTheName) {
-  std::filesystem::create_directory(GetParam().firstFile);
-
-  EXPECT_EXIT(saveAndPrintToFile(), testing::ExitedWithCode(0), "");
-
-  EXPECT_EQ(printed(), "can't open " + GetParam().firstFile + "\n");
-  EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{GetParam().firstFile});
-}
-
-TEST_P(TapeDiagnosticFilesDeathTest, EndTheProcessWithStatus0WhereTheFolderCannotBeWritten) {
+TEST(DiagnosticFilesDeathTest, EndTheProcessWhereTheyCannotBeOpened) {
   using std::filesystem::perms;
-  std::filesystem::permissions(folder.path(), perms::owner_read | perms::owner_exec |
-                                                  perms::others_read | perms::others_exec);
-  std::filesystem::permissions(output.path(), perms::all);
+  for (const Writer& writer : writers) {
+    SCOPED_TRACE(writer.firstFile);
+    const WorkingFolder taken;
+    std::filesystem::create_directory(writer.firstFile);
+    expectCannotOpen(writer, writer.firstFile, {writer.firstFile}, false);
 
-  EXPECT_EXIT(saveAsOrdinaryUser(), testing::ExitedWithCode(0), "");
-
-  EXPECT_EQ(printed(), "can't open " + GetParam().firstFile + "\n");
-  EXPECT_EQ(filesIn(folder.path()), std::vector<std::string>{});
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, TapeDiagnosticFilesDeathTest, testing::ValuesIn(operations),
-                         [](const auto& row) { return row.param.name; });
-
-namespace {
-
-class RawRecordsDeathTest : public TapeDiagnosticFilesDeathTest {};
-
-}  // namespace
-
-TEST_P(RawRecordsDeathTest, KeepTheFilesBeforeTheOneThatCannotBeOpened) {
-  std::filesystem::create_directory("bank3preset1.prs");
-
-  EXPECT_EXIT(saveAndPrintToFile(), testing::ExitedWithCode(0), "");
-
-  EXPECT_EQ(printed(), "can't open bank3preset1.prs\n");
-  EXPECT_EQ(filesIn(folder.path()),
-            std::vector<std::string>(recordNames.begin(), recordNames.begin() + 17));
-  for (std::size_t record = 0; record < 16; ++record) {
-    EXPECT_EQ(std::filesystem::file_size(recordNames[record]), 24U) << recordNames[record];
+    const WorkingFolder unwritable;
+    std::filesystem::permissions(
+        ".", perms::owner_read | perms::owner_exec | perms::others_read | perms::others_exec);
+    expectCannotOpen(writer, writer.firstFile, {}, true);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, RawRecordsDeathTest, testing::Values(operations[2]));
+TEST(DiagnosticFilesDeathTest, KeepTheRecordsBeforeTheOneThatCannotBeOpened) {
+  const WorkingFolder folder;
+  std::filesystem::create_directory(recordName(16));
+  std::vector<std::string> left;
+  for (int record = 0; record <= 16; ++record) {
+    left.push_back(recordName(record));
+  }
+  expectCannotOpen(rawRecords, "bank3preset1.prs", left, false);
+  EXPECT_EQ(std::filesystem::file_size("bank2preset8.prs"), 24U);
+}

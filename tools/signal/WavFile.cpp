@@ -6,24 +6,20 @@
 
 namespace {
 
-void appendLittleEndian(std::string& text, std::int64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) {
-    text += static_cast<char>(value >> (8 * i) & 0xFF);
-  }
-}
-
-std::string littleEndian(std::int64_t value, int bytes) {
-  std::string text;
-  appendLittleEndian(text, value, bytes);
-  return text;
-}
-
 /// A chunk as far as its size field, which counts `size` bytes.
 std::string chunkHeader(std::string_view id, std::size_t size) {
   return std::string(id) + littleEndian(static_cast<std::int64_t>(size), 4);
 }
 
 }  // namespace
+
+std::string littleEndian(std::int64_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) {
+    text += static_cast<char>(value >> (8 * i) & 0xFF);
+  }
+  return text;
+}
 
 std::string wavChunk(std::string_view id, std::string_view body) {
   return chunkHeader(id, body.size()) + std::string(body) + std::string(body.size() % 2, '\0');
@@ -49,7 +45,7 @@ std::string pcmBytes(const std::vector<std::vector<float>>& channels, int bitsPe
   for (std::size_t frame = 0; frame < channels.front().size(); ++frame) {
     for (const std::vector<float>& channel : channels) {
       const double code = std::clamp(channel[frame] * highest, -highest - 1.0, highest);
-      appendLittleEndian(pcm, std::llround(code) + offset, bitsPerSample / 8);
+      pcm += littleEndian(std::llround(code) + offset, bitsPerSample / 8);
     }
   }
   return pcm;

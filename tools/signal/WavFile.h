@@ -18,6 +18,9 @@ struct WavFormat {
   std::string chunksAfterData = {};
 };
 
+/// The lowest `bytes` bytes of `value`, the lowest first.
+std::string littleEndian(std::int64_t value, int bytes);
+
 /// A RIFF chunk: the four letters of `id`, the size and the body, padded to an even length.
 std::string wavChunk(std::string_view id, std::string_view body);
 
