@@ -60,6 +60,10 @@ struct Results {
 /// The outcome in one sentence without a line end, such as "All 40 presets are sure."
 std::string verdict(const Results& results);
 
+/// What to do about it, in a sentence or two: the remedy of what hurts most, or what to give to the
+/// converter; empty where there is nothing to do.
+std::string advice(const Results& results);
+
 /// The report for a terminal of 80 columns, plain ASCII but for the names, in lines.
 std::string textReport(const Results& results);
 

@@ -1,0 +1,66 @@
+#include <cstdio>
+#include <string>
+
+#include "preset/Kestrel7SysexReaderWriter.h"
+#include "preset/PresetBank.h"
+#include "report/Cards.h"
+#include "report/Svg.h"
+
+namespace {
+
+using report::coordinate;
+using report::svgText;
+
+constexpr int width = 1120;
+constexpr int height = 1630;
+constexpr int left = 29;
+constexpr int right = 1091;
+constexpr int top = 84;
+constexpr int legendTop = 1180;
+constexpr int gap = 10;
+constexpr int explained = 27;  // preset 4-4
+constexpr const char* kinds[presetsPerGroup] = {"bass",  "brass", "strings", "lead",
+                                                "organ", "bells", "keys",    "wind"};
+
+std::string placed(int x, int y, const std::string& content) {
+  return "<g transform=\"translate(" + std::to_string(x) + " " + std::to_string(y) + ")\">\n" +
+         content + "</g>\n";
+}
+
+std::string picture(const PresetBank& bank) {
+  std::string result =
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(width) + " " +
+      std::to_string(height) + "\" font-family=\"Helvetica, Arial, sans-serif\">\n" +
+      "<title>The sample bank: 40 presets</title>\n<style>\n" + report::drawingStyle(false) +
+      "</style>\n<rect width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height) +
+      "\" rx=\"12\" fill=\"#ffffff\"/>\n<defs>\n" + report::cardDefinition() + "</defs>\n";
+  result += svgText(std::to_string(left), 36, 20, "text bold", "The sample bank");
+  result +=
+      svgText(std::to_string(right), 36, 14, "faint-text", "five groups of eight presets", "end");
+  for (int record = 0; record < presetCount; ++record) {
+    const int x = left + (report::cardWidth + gap) * (presetNumber(record) - 1);
+    const int y = top + (report::cardHeight + gap) * (presetGroup(record) - 1);
+    if (presetGroup(record) == 1) {
+      result += svgText(coordinate(x + report::cardWidth / 2.0), top - 12, 14, "faint-text",
+                        kinds[record], "middle");
+    }
+    result += placed(x, y, report::card(bank, record));
+  }
+  return result + placed(left, legendTop, report::cardLegend(bank, explained)) + "</svg>\n";
+}
+
+}  // namespace
+
+/// Draws the sample bank, the SysEx file given, as an SVG picture on standard output.
+int main(int argc, char** argv) {
+  std::FILE* file = argc == 2 ? std::fopen(argv[1], "rb") : nullptr;
+  if (file == nullptr) {
+    std::fprintf(stderr, "usage: DrawBank bank.syx >picture.svg\n");
+    return 1;
+  }
+  PresetBank bank{};
+  Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, bank.data());
+  std::fclose(file);
+  const std::string content = picture(bank);
+  return std::fwrite(content.data(), 1, content.size(), stdout) == content.size() ? 0 : 1;
+}

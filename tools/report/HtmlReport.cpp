@@ -1,0 +1,312 @@
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/Cards.h"
+#include "report/Causes.h"
+#include "report/Drawings.h"
+#include "report/Report.h"
+#include "report/Words.h"
+
+namespace report {
+
+namespace {
+
+constexpr std::size_t mostPlaces = 20;  // in the whole report
+
+constexpr const char* pageRules = R"(
+*{box-sizing:border-box}
+body{margin:0 auto;max-width:1180px;padding:16px;background:var(--paper);color:var(--ink);
+font:16px/1.5 system-ui,Helvetica,Arial,sans-serif}
+h1,h2,h3,dd,li{overflow-wrap:anywhere}a{color:inherit}
+h1{font-size:1.5rem;margin:0 0 4px}h2{font-size:1.2rem;margin:36px 0 8px}h3{font-size:1rem;margin:20px 0 4px}
+p{margin:0 0 8px}.advice{font-size:1.1rem}.quiet,figcaption{color:var(--faint);font-size:.9rem}
+svg{font-family:Helvetica,Arial,sans-serif;display:block}
+figure{margin:12px 0 20px}figcaption{margin-top:4px}
+dl{display:grid;grid-template-columns:max-content 1fr;gap:2px 16px;margin:0}
+dt{color:var(--faint)}dd{margin:0}
+ol{padding-left:1.4em;margin:0}ol li{margin-bottom:8px}
+.grid{border-collapse:separate;border-spacing:4px}
+.grid th{font-weight:normal;color:var(--faint);font-size:.9rem;padding:0 4px}
+.grid td{padding:0;width:40px}.grid a{display:block;text-align:center;text-decoration:none;
+border:2px solid;border-radius:6px;font-weight:bold;line-height:30px}
+.v-sure{color:var(--sure)}.v-doubtful{color:var(--doubt)}
+.v-missing{color:var(--miss)}.grid .v-missing{border-style:dashed}
+.scroll{overflow-x:auto}.wide{min-width:720px}
+.list{border-collapse:collapse;width:100%}.list th,.list td{text-align:left;vertical-align:top;
+padding:4px 12px 4px 0;border-bottom:1px solid var(--pale)}
+.list th{color:var(--faint);font-weight:normal}.list .figure{text-align:right;white-space:nowrap;
+font-variant-numeric:tabular-nums}
+.cards{display:grid;grid-template-columns:repeat(auto-fill,minmax(124px,1fr));gap:10px;margin-top:12px}
+.card{scroll-margin:12px;font-size:.75rem;color:var(--doubt)}.card svg{width:100%;height:auto}
+.key{display:inline-block;width:22px;height:12px;margin:0 4px 0 12px;vertical-align:baseline}
+.key:first-child{margin-left:0}
+#definitions{position:absolute;width:0;height:0}
+input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
+#revision1:checked~.cards .of3,#revision3:checked~.cards .of1{display:none}
+.hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt);stroke-width:2}
+@media (min-width:1000px){.cards{grid-template-columns:repeat(8,1fr)}
+.pair{display:grid;grid-template-columns:1fr 1fr;gap:0 32px}}
+@media (max-width:500px){dl{grid-template-columns:1fr}dd{margin-bottom:6px}.grid{border-spacing:2px}
+.grid td{width:34px}.optional{display:none}}
+@media print{body{max-width:none;padding:0;font-size:11pt;-webkit-print-color-adjust:exact;
+print-color-adjust:exact}figure,.card,li,tr{break-inside:avoid}h2,h3{break-after:avoid}
+.cards{grid-template-columns:repeat(8,1fr);gap:4px}label,input{display:none}.wide{min-width:0}}
+)";
+
+std::string element(std::string_view name, std::string_view content,
+                    std::string_view classes = "") {
+  std::string result = "<";
+  result.append(name);
+  if (!classes.empty()) {
+    result.append(" class=\"").append(classes).append("\"");
+  }
+  return result.append(">").append(content).append("</").append(name) + ">\n";
+}
+
+std::string figure(const std::string& drawing, std::string_view caption) {
+  return drawing.empty() ? "" : element("figure", drawing + element("figcaption", caption));
+}
+
+std::string entry(std::string_view name, const std::string& content) {
+  return content.empty() ? "" : element("dt", name) + element("dd", content);
+}
+
+/// A sentence of what was a part of one.
+std::string sentence(std::string text) {
+  if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') {
+    text.front() = static_cast<char>(text.front() - 'a' + 'A');
+  }
+  return text + ".";
+}
+
+std::string facts(const Recording& recording) {
+  std::string result = entry("File", escaped(formatSentence(recording)));
+  const recovery::Take* take = recording.take();
+  if (take == nullptr) {
+    return element("dl", result + entry("Dump", "none was found"));
+  }
+  const recovery::Span span = dumpSpan(*take);
+  const std::string count = recording.takes.size() < 2
+                                ? ""
+                                : "; number " + std::to_string(recording.chosenTake + 1) + " of " +
+                                      std::to_string(recording.takes.size());
+  result += entry("Dump", clock(span.start) + " to " + clock(span.end) + count);
+  result += entry("Before it", beforeSentence(recording));
+  result += entry("Read from", channelSentence(*take) + (take->isInverted ? ", inverted" : ""));
+  result += entry("Leader", counted(take->leaderOnes, "bit") + ", " +
+                                decimal(take->leader.end - take->leader.start, 2) + " s");
+  const recovery::SignalFacts& signal = take->signal;
+  result += entry("Level", "tone " + decimal(signal.toneLevel, 1) + " dBFS, noise " +
+                               decimal(signal.noiseLevel, 1) + " dB against it");
+  result +=
+      entry("Speed", decimal(100.0 * signal.speedMedian, 1) + " % of the instrument's, &plusmn;" +
+                         decimal(100.0 * signal.speedWander, 1) + " %");
+  if (recording.converter.outcome != ConverterOutcome::NotTried) {
+    result += entry("Converter", escaped(converterSentence(recording.converter)));
+  }
+  return element("dl", result);
+}
+
+std::string findingList(const Results& results, std::size_t recording) {
+  std::string items;
+  for (const Finding& finding : findings(results, recording)) {
+    items += element("li", element("strong", escaped(sentence(finding.text))) + "<br>" +
+                               escaped(finding.remedy));
+  }
+  return items.empty() ? element("p", "Nothing is wrong with it.") : element("ol", items);
+}
+
+std::string key(const char* classes, const char* word) {
+  return "<svg class=\"key\"><rect width=\"22\" height=\"12\" class=\"" + std::string(classes) +
+         "\"/></svg>" + word;
+}
+
+std::string recordingSection(const Results& results, std::size_t index) {
+  const Recording& recording = results.recordings[index];
+  std::string result = element("h2", escaped(recording.name)) + facts(recording);
+  if (recording.take() != nullptr) {
+    result += element("h3", "What is wrong with it, the worst first") + findingList(results, index);
+  }
+  const std::string keys = key("leader", "leader") + key("sure", "sure") +
+                           key("doubtful", "doubtful") + key("missing", "missing") +
+                           "; a triangle is a drop-out, the number that of a group.";
+  result += element("h3", "Level over time");
+  result += figure(levelDrawing(results, index), keys);
+  result += figure(dumpDrawing(results, index), "The dump alone.");
+  std::string pairs = figure(speedDrawing(recording),
+                             "Speed of the tape; 100 % is the instrument's. The converter reads "
+                             "speeds within the coloured band.");
+  pairs += figure(halfPeriodDrawing(recording),
+                  "Lengths of the half-waves in samples, on a logarithmic scale. The converter "
+                  "reads only those within the two coloured bands.");
+  pairs += figure(spectrumDrawing(recording),
+                  "Spectrum of the dump, with the tones of the bits 0 and 1 and with the hum if "
+                  "there is any.");
+  return element("section", result + element("div", pairs, "pair"));
+}
+
+std::string gridSection(const recovery::BankReading& bank) {
+  std::string rows = "<tr><th></th>";
+  for (int number = 1; number <= presetsPerGroup; ++number) {
+    rows += "<th scope=\"col\">" + std::to_string(number) + "</th>";
+  }
+  for (int record = 0; record < presetCount; ++record) {
+    const recovery::Verdict verdict = bank.presets[static_cast<std::size_t>(record)].verdict;
+    const char* sign = verdict == recovery::Verdict::Sure       ? "&#10003;"
+                       : verdict == recovery::Verdict::Doubtful ? "?"
+                                                                : "&ndash;";
+    if (presetNumber(record) == 1) {
+      rows += "</tr>\n<tr><th scope=\"row\">" + std::to_string(presetGroup(record)) + "</th>";
+    }
+    rows += "<td><a href=\"#preset" + presetName(record) + "\" class=\"v-" + verdictWord(verdict) +
+            "\" aria-label=\"" + presetName(record) + " " + verdictWord(verdict) + "\">" + sign +
+            "</a></td>";
+  }
+  return element("table", rows + "</tr>", "grid") +
+         element("p", "&#10003; sure, ? doubtful, &ndash; missing; rows are groups.", "quiet");
+}
+
+std::string presetRow(const Results& results, int record) {
+  const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+  const int index = recordingOfTake(results, preset.take);
+  const bool isInDoubt = preset.verdict == recovery::Verdict::Doubtful && index >= 0;
+  const auto recording = static_cast<std::size_t>(std::max(index, 0));
+  std::string cells = "<td><a href=\"#preset" + presetName(record) + "\">" + presetName(record) +
+                      "</a></td><td class=\"v-" + verdictWord(preset.verdict) + "\">" +
+                      verdictWord(preset.verdict) + "</td>";
+  cells += element("td", isInDoubt ? clock(preset.worstTime) : "", "figure");
+  cells += element(
+      "td", isInDoubt ? grouped(sampleAt(results.recordings[recording], preset.worstTime)) : "",
+      "figure optional");
+  if (results.recordings.size() > 1) {
+    cells += element("td", isInDoubt ? escaped(results.recordings[recording].name) : "");
+  }
+  return element("tr", cells + element("td", reasonSentence(preset.reason)));
+}
+
+std::string doubtfulSection(const Results& results) {
+  std::string rows;
+  for (int record = 0; record < presetCount; ++record) {
+    if (results.bank.presets[static_cast<std::size_t>(record)].verdict != recovery::Verdict::Sure) {
+      rows += presetRow(results, record);
+    }
+  }
+  if (rows.empty()) {
+    return rows;
+  }
+  const std::string recording = results.recordings.size() > 1 ? "<th>Recording</th>" : "";
+  return element("h2", "Doubtful and missing presets") +
+         element("p", "The time is that of the least sure bit.", "quiet") +
+         element("table",
+                 "<tr><th>Preset</th><th></th><th class=\"figure\">Time</th>"
+                 "<th class=\"figure optional\">Sample</th>" +
+                     recording + "<th>Why</th></tr>\n" + rows,
+                 "list");
+}
+
+std::string bitsOf(const recovery::DoubtfulPlace& place) {
+  const int first = place.firstBit / recovery::bitsPerPreset;
+  const int last = (place.firstBit + std::max(place.bitCount, 1) - 1) / recovery::bitsPerPreset;
+  std::string text = "preset " + presetName(std::clamp(first, 0, presetCount - 1));
+  if (last > first) {
+    text += " to " + presetName(std::clamp(last, 0, presetCount - 1));
+  }
+  return text + ", " + counted(place.bitCount, "doubtful bit");
+}
+
+std::string placesSection(const Results& results) {
+  std::string result;
+  std::size_t count = 0;
+  for (const Recording& recording : results.recordings) {
+    const recovery::Take* take = recording.take();
+    for (std::size_t i = 0; take != nullptr && i < take->doubtfulPlaces.size(); ++i) {
+      const recovery::DoubtfulPlace& place = take->doubtfulPlaces[i];
+      const std::string drawing = placeDrawing(*take, place);
+      if (drawing.empty() || count == mostPlaces) {
+        continue;
+      }
+      ++count;
+      const std::string name =
+          results.recordings.size() > 1 ? " of " + escaped(recording.name) : std::string();
+      result += element("h3", clock(place.span.start) + name + ": " + bitsOf(place));
+      const std::string wide = element("div", drawing, "wide");
+      result += "<div class=\"scroll\" tabindex=\"0\">" + wide + "</div>\n";
+    }
+  }
+  if (result.empty()) {
+    return result;
+  }
+  return element("h2", "Doubtful places") +
+         element("p",
+                 "Under the wave lie its half-waves as zero crossings cut them: " +
+                     key("short", "short, of a 1") + key("long", "long, of a 0") +
+                     key("stray", "neither") +
+                     ". Numbers are lengths in samples at 44,100 a second. Hatched bits are "
+                     "doubtful.",
+                 "quiet") +
+         result;
+}
+
+/// A preset as an instrument of one revision would play it.
+std::string cardOf(const recovery::BankReading& reading, int record, const char* classes) {
+  const recovery::PresetReading& preset = reading.presets[static_cast<std::size_t>(record)];
+  const std::string keys =
+      preset.verdict == recovery::Verdict::Doubtful ? doubtfulKeys(preset) : std::string();
+  const auto count = std::count(keys.begin(), keys.end(), ',') + 1;
+  const std::string note = count > 4 ? std::to_string(count) + " fields are doubtful" : keys;
+  const std::string drawing = "<svg viewBox=\"0 0 " + std::to_string(cardWidth) + " " +
+                              std::to_string(cardHeight) + "\" role=\"img\" aria-label=\"preset " +
+                              presetName(record) + ", " + verdictWord(preset.verdict) + "\">\n" +
+                              card(reading.bank, record, &preset) + "</svg>";
+  return element("div", drawing + note, classes);
+}
+
+std::string cardsSection(const Results& results) {
+  const recovery::BankReading moved = asRevision3(results.bank);
+  std::string cards;
+  for (int record = 0; record < presetCount; ++record) {
+    cards += "<div class=\"card\" id=\"preset" + presetName(record) + "\">\n" +
+             cardOf(results.bank, record, "of3") + cardOf(moved, record, "of1") + "</div>\n";
+  }
+  return element("h2", "The presets") +
+         "<input type=\"radio\" name=\"revision\" id=\"revision3\" checked>"
+         "<label for=\"revision3\">Instrument of revision 3</label>"
+         "<input type=\"radio\" name=\"revision\" id=\"revision1\">"
+         "<label for=\"revision1\">Revision 1 or 2</label>\n" +
+         element("div", cards, "cards") +
+         element("p",
+                 "From top to bottom: envelopes of amplifier and filter; waves and frequencies of "
+                 "oscillators A and B and of the LFO; levels of mixer, filter and modulation; "
+                 "switches of the modulations. Doubtful fields have a dashed frame.",
+                 "quiet");
+}
+
+}  // namespace
+
+std::string htmlReport(const Results& results) {
+  const std::string name =
+      results.recordings.empty() ? "" : escaped(results.recordings.front().name);
+  std::string body = element("h1", verdict(results));
+  const std::string whatToDo = advice(results);
+  body += whatToDo.empty() ? "" : element("p", escaped(whatToDo), "advice");
+  body += gridSection(results.bank) + doubtfulSection(results);
+  for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+    body += recordingSection(results, i);
+  }
+  body += placesSection(results) + cardsSection(results);
+  body += element("p", "Made by " + escaped(results.program) + ".", "quiet");
+  return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+         "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
+         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+         "style-src 'unsafe-inline'\">\n"
+         "<meta name=\"color-scheme\" content=\"light dark\">\n<title>" +
+         name + ": " + verdict(results) + "</title>\n<style>\n" + drawingStyle(true) +
+         drawingRules() + pageRules +
+         "</style>\n</head>\n<body>\n<svg id=\"definitions\"><defs>\n" + drawingDefinitions() +
+         cardDefinition() + "</defs></svg>\n" + body + "</body>\n</html>\n";
+}
+
+}  // namespace report

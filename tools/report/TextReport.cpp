@@ -1,0 +1,187 @@
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "report/Causes.h"
+#include "report/Report.h"
+#include "report/Words.h"
+
+namespace report {
+
+namespace {
+
+constexpr std::size_t width = 79;
+constexpr std::size_t mostFindings = 6;  // of a recording
+constexpr int mostDoubtful = 10;
+
+/// `text` in lines of at most `width` characters, each after the first indented.
+std::string wrapped(const std::string& text, std::size_t indent) {
+  std::string result;
+  std::size_t lineStart = 0;
+  std::size_t start = 0;
+  while (text.size() - start > width - lineStart) {
+    const std::size_t space = text.rfind(' ', start + width - lineStart);
+    if (space == std::string::npos || space <= start) {
+      break;
+    }
+    result += text.substr(start, space - start) + "\n" + std::string(indent, ' ');
+    start = space + 1;
+    lineStart = indent;
+  }
+  return result + text.substr(start) + "\n";
+}
+
+std::string dumpLine(const Recording& recording) {
+  const recovery::Take* take = recording.take();
+  const auto& peaks = recording.facts.channelPeaks;
+  if (take == nullptr) {
+    const double peak = peaks.empty() ? 0.0 : *std::max_element(peaks.begin(), peaks.end());
+    return "no dump found; peaks at " + decimal(decibels(peak), 1) + " dBFS";
+  }
+  const std::string number = recording.takes.size() < 2
+                                 ? "dump"
+                                 : "dump " + std::to_string(recording.chosenTake + 1) + " of " +
+                                       std::to_string(recording.takes.size());
+  const recovery::Span span = dumpSpan(*take);
+  return number + " from " + clock(span.start) + " to " + clock(span.end) + " on " +
+         channelSentence(*take) + (take->isInverted ? ", inverted" : "") + "; leader " +
+         counted(take->leaderOnes, "bit") + "; " + beforeSentence(recording);
+}
+
+std::string recordingLines(const Recording& recording, std::size_t number) {
+  std::string lines = wrapped(
+      std::to_string(number) + ". " + shown(recording.name) + ": " + formatSentence(recording), 3);
+  lines += wrapped("   " + dumpLine(recording), 3);
+  if (recording.converter.outcome != ConverterOutcome::NotTried) {
+    lines += wrapped("   the converter " + converterSentence(recording.converter), 3);
+  }
+  return lines;
+}
+
+std::string findingLines(const Results& results) {
+  std::string lines;
+  for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+    const std::vector<Finding> found = findings(results, i);
+    for (std::size_t k = 0; k < std::min(found.size(), mostFindings); ++k) {
+      const std::string number =
+          results.recordings.size() > 1 ? std::to_string(i + 1) + ". " : std::string();
+      lines += wrapped("- " + number + found[k].text, 2);
+      lines += wrapped("    " + found[k].remedy, 4);
+    }
+  }
+  if (lines.empty()) {
+    return lines;
+  }
+  const bool costs = results.bank.count(recovery::Verdict::Sure) < presetCount;
+  return std::string(costs ? "What is wrong, the worst first:\n"
+                           : "What is wrong, though all could be read:\n") +
+         lines + "\n";
+}
+
+std::string grid(const recovery::BankReading& bank) {
+  std::string lines = "Presets    1 2 3 4 5 6 7 8     + sure  ? doubtful  - missing\n";
+  for (int record = 0; record < presetCount; ++record) {
+    const recovery::Verdict verdict = bank.presets[static_cast<std::size_t>(record)].verdict;
+    if (presetNumber(record) == 1) {
+      lines += "  group " + std::to_string(presetGroup(record)) + " ";
+    }
+    lines += verdict == recovery::Verdict::Sure       ? " +"
+             : verdict == recovery::Verdict::Doubtful ? " ?"
+                                                      : " -";
+    if (presetNumber(record) == presetsPerGroup) {
+      lines += "\n";
+    }
+  }
+  return lines;
+}
+
+std::string doubtfulLines(const Results& results) {
+  std::string lines;
+  int count = 0;
+  for (int record = 0; record < presetCount; ++record) {
+    const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+    if (preset.verdict != recovery::Verdict::Doubtful) {
+      continue;
+    }
+    ++count;
+    const int index = recordingOfTake(results, preset.take);
+    if (count > mostDoubtful || index < 0) {
+      continue;
+    }
+    const Recording& recording = results.recordings[static_cast<std::size_t>(index)];
+    const std::string number =
+        results.recordings.size() > 1 ? std::to_string(index + 1) + ". " : std::string();
+    lines += "  " + presetName(record) + "  " + number + clock(preset.worstTime) + "  sample " +
+             grouped(sampleAt(recording, preset.worstTime)) + "  " + reasonSentence(preset.reason) +
+             "\n";
+  }
+  if (lines.empty()) {
+    return lines;
+  }
+  if (count > mostDoubtful) {
+    lines += "  and " + std::to_string(count - mostDoubtful) + " more\n";
+  }
+  return "\nDoubtful, each at its least sure bit:\n" + lines;
+}
+
+}  // namespace
+
+std::string verdict(const Results& results) {
+  const int sure = results.bank.count(recovery::Verdict::Sure);
+  const int doubtful = results.bank.count(recovery::Verdict::Doubtful);
+  const int missing = results.bank.count(recovery::Verdict::Missing);
+  const bool hasDump = std::any_of(results.recordings.begin(), results.recordings.end(),
+                                   [](const Recording& r) { return r.take() != nullptr; });
+  if (!hasDump) {
+    return "No dump was found.";
+  }
+  if (sure == presetCount) {
+    return "All 40 presets are sure.";
+  }
+  std::string sentence = sure == 0
+                             ? "No preset is sure"
+                             : counted(sure, "preset") + (sure == 1 ? " is" : " are") + " sure";
+  for (const auto& [number, word] :
+       {std::pair(doubtful, "doubtful"), std::pair(missing, "missing")}) {
+    if (number > 0) {
+      sentence += ", " + std::to_string(number) + " " + word;
+    }
+  }
+  return sentence + ".";
+}
+
+std::string advice(const Results& results) {
+  if (results.bank.count(recovery::Verdict::Sure) < presetCount) {
+    const Finding* worst = nullptr;
+    std::vector<Finding> found;
+    for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+      std::vector<Finding> more = findings(results, i);
+      found.insert(found.end(), more.begin(), more.end());
+    }
+    for (const Finding& finding : found) {
+      if (worst == nullptr || finding.presets > worst->presets) {
+        worst = &finding;
+      }
+    }
+    return worst != nullptr ? worst->remedy : "";
+  }
+  const bool isRead =
+      std::all_of(results.recordings.begin(), results.recordings.end(), [](const Recording& r) {
+        return r.converter.outcome == ConverterOutcome::ReadsRight ||
+               r.converter.outcome == ConverterOutcome::NotTried;
+      });
+  return isRead ? "" : "Give the converter the bank read here, not the recording.";
+}
+
+std::string textReport(const Results& results) {
+  std::string lines = verdict(results);
+  const std::string whatToDo = advice(results);
+  lines += (whatToDo.empty() ? "" : "\n" + whatToDo) + "\n\n";
+  for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+    lines += recordingLines(results.recordings[i], i + 1);
+  }
+  return lines + "\n" + findingLines(results) + grid(results.bank) + doubtfulLines(results);
+}
+
+}  // namespace report

@@ -1,0 +1,337 @@
+#include "report/Words.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+#include "preset/PresetBank.h"
+
+namespace report {
+
+namespace {
+
+constexpr const char* replacementCharacter = "\xEF\xBF\xBD";
+constexpr double silence = -120.0;  // dBFS, where a level is at most this
+
+bool isContinuation(std::string_view text, std::size_t i) {
+  return i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0U) == 0x80U;
+}
+
+/// The bytes of the character at `text[i]`; 0 if it is no valid one or a control character.
+std::size_t characterLength(std::string_view text, std::size_t i) {
+  const auto first = static_cast<unsigned char>(text[i]);
+  if (first < 0x80) {
+    return first >= 0x20 && first != 0x7F ? 1 : 0;
+  }
+  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4) {
+    return 0;
+  }
+  for (std::size_t k = 1; k < length; ++k) {
+    if (!isContinuation(text, i + k)) {
+      return 0;
+    }
+  }
+  const auto second = static_cast<unsigned char>(text[i + 1]);
+  const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+  const bool isSurrogate = first == 0xED && second >= 0xA0;
+  const bool isTooLarge = first == 0xF4 && second >= 0x90;
+  const bool isControl = first == 0xC2 && second < 0xA0;
+  return isOverlong || isSurrogate || isTooLarge || isControl ? 0 : length;
+}
+
+std::string channelCount(int channels) {
+  if (channels == 1) {
+    return "mono";
+  }
+  return channels == 2 ? "stereo" : counted(channels, "channel");
+}
+
+}  // namespace
+
+std::string decimal(double value, int decimals) {
+  if (!std::isfinite(value) || std::abs(value) > 1e12) {
+    return "0";
+  }
+  std::array<char, 64> buffer{};
+  const int length = std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, value);
+  std::string text(buffer.data(), static_cast<std::size_t>(length));
+  const bool isNegativeZero = text.find_first_not_of("-0.") == std::string::npos;
+  return isNegativeZero && text.front() == '-' ? text.substr(1) : text;
+}
+
+std::string grouped(std::int64_t number) {
+  std::string digits = std::to_string(number);
+  const std::size_t first = number < 0 ? 1 : 0;
+  for (std::size_t i = digits.size(); i > first + 3; i -= 3) {
+    digits.insert(i - 3, ",");
+  }
+  return digits;
+}
+
+std::string clock(double seconds) {
+  if (!std::isfinite(seconds) || seconds < 0.0) {
+    return "0:00.000";
+  }
+  const auto milliseconds = std::llround(seconds * 1000.0);
+  std::array<char, 64> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "%lld:%02lld.%03lld", milliseconds / 60000,
+                milliseconds / 1000 % 60, milliseconds % 1000);
+  return buffer.data();
+}
+
+std::string counted(int count, std::string_view noun) {
+  const std::string number = count == 0 ? "no" : grouped(count);
+  return number + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+std::string shown(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = characterLength(text, i);
+    if (length == 0) {
+      result += replacementCharacter;
+    } else {
+      result += text.substr(i, length);
+    }
+    i += std::max<std::size_t>(length, 1);
+  }
+  return result;
+}
+
+std::string escaped(std::string_view text) {
+  std::string result;
+  for (const char c : shown(text)) {
+    switch (c) {
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      case '\'':
+        result += "&#39;";
+        break;
+      default:
+        result += c;
+    }
+  }
+  return result;
+}
+
+std::string presetName(int record) {
+  return std::to_string(presetGroup(record)) + "-" + std::to_string(presetNumber(record));
+}
+
+const char* verdictWord(recovery::Verdict verdict) {
+  switch (verdict) {
+    case recovery::Verdict::Sure:
+      return "sure";
+    case recovery::Verdict::Doubtful:
+      return "doubtful";
+    case recovery::Verdict::Missing:
+      break;
+  }
+  return "missing";
+}
+
+const char* reasonWord(recovery::Reason reason) {
+  switch (reason) {
+    case recovery::Reason::None:
+      break;
+    case recovery::Reason::DropOut:
+      return "drop-out";
+    case recovery::Reason::Noise:
+      return "noise";
+    case recovery::Reason::Count:
+      return "count";
+    case recovery::Reason::Beginning:
+      return "beginning";
+    case recovery::Reason::NotRecorded:
+      return "not-recorded";
+    case recovery::Reason::TakesDisagree:
+      return "takes-disagree";
+  }
+  return "none";
+}
+
+const char* reasonSentence(recovery::Reason reason) {
+  switch (reason) {
+    case recovery::Reason::None:
+      break;
+    case recovery::Reason::DropOut:
+      return "the tones are too weak or gone";
+    case recovery::Reason::Noise:
+      return "something covers the tones";
+    case recovery::Reason::Count:
+      return "a bit may be lost or too many before it";
+    case recovery::Reason::Beginning:
+      return "where the data begin is not sure";
+    case recovery::Reason::NotRecorded:
+      return "it is not on the recording";
+    case recovery::Reason::TakesDisagree:
+      return "the recordings contradict each other";
+  }
+  return "";
+}
+
+const char* channelWord(recovery::ChannelUse channel) {
+  switch (channel) {
+    case recovery::ChannelUse::First:
+      return "first";
+    case recovery::ChannelUse::Second:
+      return "second";
+    case recovery::ChannelUse::Sum:
+      return "sum";
+    case recovery::ChannelUse::Difference:
+      return "difference";
+    case recovery::ChannelUse::Other:
+      break;
+  }
+  return "other";
+}
+
+std::string channelSentence(const recovery::Take& take) {
+  switch (take.channel) {
+    case recovery::ChannelUse::First:
+      return "the first channel";
+    case recovery::ChannelUse::Second:
+      return "the second channel";
+    case recovery::ChannelUse::Sum:
+      return "both channels";
+    case recovery::ChannelUse::Difference:
+      return "both channels, one of them turned over";
+    case recovery::ChannelUse::Other:
+      break;
+  }
+  return "channel " + std::to_string(take.channelIndex + 1);
+}
+
+std::string formatSentence(const Recording& recording) {
+  std::string sentence;
+  for (const std::string& part : {recording.container, recording.codec}) {
+    if (!part.empty()) {
+      sentence += shown(part) + ", ";
+    }
+  }
+  return sentence + grouped(std::llround(recording.facts.sampleRate)) + " Hz, " +
+         channelCount(recording.facts.channels) + ", " + clock(recording.facts.duration);
+}
+
+std::string converterSentence(const ConverterAnswer& answer) {
+  if (answer.outcome == ConverterOutcome::ReadsRight) {
+    return "reads this file right";
+  }
+  if (answer.outcome == ConverterOutcome::Rejects) {
+    return "rejects this file: " + shown(answer.reason);
+  }
+  if (answer.outcome == ConverterOutcome::NotTried) {
+    return "was not tried";
+  }
+  std::string names;
+  int count = 0;
+  for (int record = 0; record < presetCount; ++record) {
+    if (answer.isWrong[static_cast<std::size_t>(record)]) {
+      names += (count == 0 ? "" : " ") + presetName(record);
+      ++count;
+    }
+  }
+  if (count == presetCount) {
+    return "gets all presets wrong";
+  }
+  return "gets " + counted(count, "preset") + " wrong: " + names;
+}
+
+double decibels(double magnitude) {
+  return magnitude > 1e-6 ? 20.0 * std::log10(magnitude) : silence;
+}
+
+double dataStart(const recovery::Take& take) {
+  return !take.bits.empty() && take.bits.front().value >= 0 ? take.bits.front().start : -1.0;
+}
+
+recovery::Span presetSpan(const recovery::Take& take, int record) {
+  const auto first = static_cast<std::size_t>(record * recovery::bitsPerPreset);
+  const std::size_t end = std::min(first + recovery::bitsPerPreset, take.bits.size());
+  recovery::Span span;
+  for (std::size_t i = first; i < end; ++i) {
+    const recovery::BitReading& bit = take.bits[i];
+    if (bit.value >= 0) {
+      span.start = span.end > span.start ? span.start : bit.start;
+      span.end = bit.end;
+    }
+  }
+  return span;
+}
+
+recovery::Span dumpSpan(const recovery::Take& take) {
+  recovery::Span span{1e300, -1.0};
+  const auto include = [&](double start, double end) {
+    if (end > start && start >= 0.0) {
+      span = {std::min(span.start, start), std::max(span.end, end)};
+    }
+  };
+  include(take.leader.start, take.leader.end);
+  include(take.marker.start, take.marker.end);
+  for (const recovery::BitReading& bit : take.bits) {
+    if (bit.value >= 0) {
+      include(bit.start, bit.end);
+    }
+  }
+  return span.end > span.start ? span : recovery::Span{};
+}
+
+int recordingOfTake(const Results& results, int take) {
+  int first = -1;
+  int taken = 0;
+  for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+    if (results.recordings[i].take() == nullptr) {
+      continue;
+    }
+    if (taken == take) {
+      return static_cast<int>(i);
+    }
+    first = taken == 0 ? static_cast<int>(i) : first;
+    ++taken;
+  }
+  return first;
+}
+
+std::int64_t sampleAt(const Recording& recording, double seconds) {
+  const double sample = seconds * recording.facts.sampleRate;
+  return std::isfinite(sample) && std::abs(sample) < 1e15 ? std::llround(sample) : 0;
+}
+
+std::string beforeSentence(const Recording& recording) {
+  const recovery::Take* take = recording.take();
+  if (take == nullptr) {
+    return "";
+  }
+  double start = take->leader.start;
+  if (take->leader.end <= take->leader.start) {
+    start = std::max(0.0, presetSpan(*take, 0).start);
+  }
+  const double step = recording.facts.levelStep;
+  double peak = 0.0;
+  for (std::size_t i = 0; step > 0.0 && i < recording.facts.levels.size(); ++i) {
+    if (static_cast<double>(i + 1) * step > start) {
+      break;
+    }
+    peak = std::max(peak, static_cast<double>(recording.facts.levels[i]));
+  }
+  if (start < 0.05) {
+    return "nothing before it";
+  }
+  return decimal(start, 1) + " s before it, with peaks at " + decimal(decibels(peak), 1) + " dBFS";
+}
+
+}  // namespace report

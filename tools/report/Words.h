@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "recovery/Bank.h"
+#include "recovery/Take.h"
+#include "report/Report.h"
+
+namespace report {
+
+/// `value` with `decimals` digits behind the point, such as "-14.2"; "0" where it is no number.
+std::string decimal(double value, int decimals);
+
+/// A whole number with a comma before each three digits, such as "44,100".
+std::string grouped(std::int64_t number);
+
+/// A time or a length as m:ss.mmm, such as "1:02.345".
+std::string clock(double seconds);
+
+/// "1 drop-out", "4 drop-outs", "no drop-outs".
+std::string counted(int count, std::string_view noun);
+
+/// `text` as valid UTF-8 without control characters; each byte that is part of neither becomes
+/// U+FFFD.
+std::string shown(std::string_view text);
+
+/// `shown(text)` for the content and the attributes of HTML and SVG.
+std::string escaped(std::string_view text);
+
+/// The preset of a record, such as "2-3".
+std::string presetName(int record);
+
+const char* verdictWord(recovery::Verdict verdict);     // "sure"
+const char* reasonWord(recovery::Reason reason);        // "drop-out", for programs
+const char* reasonSentence(recovery::Reason reason);    // "the tones are too weak or gone"
+const char* channelWord(recovery::ChannelUse channel);  // "first", for programs
+
+/// Where the dump lies in the frames, such as "the second channel".
+std::string channelSentence(const recovery::Take& take);
+
+/// "WAV, 16-bit PCM, 44,100 Hz, stereo, 0:34.120".
+std::string formatSentence(const Recording& recording);
+
+/// What the converter does with the file, such as "gets 3 presets wrong: 1-4, 1-5, 2-1".
+std::string converterSentence(const ConverterAnswer& answer);
+
+/// What lies before the leader, such as "12.4 s before it, with peaks at -20.3 dBFS".
+std::string beforeSentence(const Recording& recording);
+
+/// The part of full scale `magnitude` in dBFS, at least -120.
+double decibels(double magnitude);
+
+/// The time of the first data bit; below 0 where it was not recorded.
+double dataStart(const recovery::Take& take);
+
+/// Where a record lies in `take`, as far as it was recorded; empty where it was not.
+recovery::Span presetSpan(const recovery::Take& take, int record);
+
+/// From the leader, or what is left, to the last bit recorded; empty where there is no bit.
+recovery::Span dumpSpan(const recovery::Take& take);
+
+/// The index of the recording that the bank's take number `take` is of; that of the first with a
+/// dump where there is no such take, or -1.
+int recordingOfTake(const Results& results, int take);
+
+/// The sample of the recording at a time.
+std::int64_t sampleAt(const Recording& recording, double seconds);
+
+}  // namespace report
