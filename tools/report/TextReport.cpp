@@ -12,8 +12,8 @@ namespace report {
 namespace {
 
 constexpr std::size_t width = 79;
-constexpr std::size_t mostFindings = 6;  // of a recording
-constexpr int mostDoubtful = 10;
+constexpr std::size_t mostFindings = 5;  // of a recording
+constexpr int mostDoubtful = 8;
 
 /// `text` in lines of at most `width` characters, each after the first indented.
 std::string wrapped(const std::string& text, std::size_t indent) {

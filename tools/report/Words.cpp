@@ -14,6 +14,7 @@ namespace report {
 namespace {
 
 constexpr const char* replacementCharacter = "\xEF\xBF\xBD";
+constexpr int mostNames = 8;        // of presets in a sentence
 constexpr double silence = -120.0;  // dBFS, where a level is at most this
 
 bool isContinuation(std::string_view text, std::size_t i) {
@@ -241,14 +242,14 @@ std::string converterSentence(const ConverterAnswer& answer) {
   int count = 0;
   for (int record = 0; record < presetCount; ++record) {
     if (answer.isWrong[static_cast<std::size_t>(record)]) {
-      names += (count == 0 ? "" : " ") + presetName(record);
+      names += count < mostNames ? " " + presetName(record) : count == mostNames ? " .." : "";
       ++count;
     }
   }
   if (count == presetCount) {
     return "gets all presets wrong";
   }
-  return "gets " + counted(count, "preset") + " wrong: " + names;
+  return "gets " + counted(count, "preset") + " wrong:" + names;
 }
 
 double decibels(double magnitude) {
