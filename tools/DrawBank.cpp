@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -27,11 +28,27 @@ std::string placed(int x, int y, const std::string& content) {
          content + "</g>\n";
 }
 
+/// The style of the cards with the colours in place of their names, which only browsers know.
+std::string plainStyle() {
+  const std::string style = report::drawingStyle(false);
+  const std::size_t endOfColors = style.find("}\n");
+  const std::string colors = style.substr(0, endOfColors);  // ":root{--name:value; ..."
+  std::string result = style.substr(endOfColors + 2);
+  for (std::size_t name = result.find("var("); name != std::string::npos;
+       name = result.find("var(", name)) {
+    const std::size_t end = result.find(')', name);
+    const std::string key = result.substr(name + 4, end - name - 4) + ":";
+    const std::size_t value = colors.find(key) + key.size();
+    result.replace(name, end + 1 - name, colors, value, colors.find(';', value) - value);
+  }
+  return result;
+}
+
 std::string picture(const PresetBank& bank) {
   std::string result =
       "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(width) + " " +
       std::to_string(height) + "\" font-family=\"Helvetica, Arial, sans-serif\">\n" +
-      "<title>The sample bank: 40 presets</title>\n<style>\n" + report::drawingStyle(false) +
+      "<title>The sample bank: 40 presets</title>\n<style>\n" + plainStyle() +
       "</style>\n<rect width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height) +
       "\" rx=\"12\" fill=\"#ffffff\"/>\n<defs>\n" + report::cardDefinition() + "</defs>\n";
   result += svgText(std::to_string(left), 36, 20, "text bold", "The sample bank");

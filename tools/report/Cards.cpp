@@ -438,7 +438,7 @@ std::string cardLegend(const PresetBank& bank, int record) {
     const std::string pulse =
         row.pulseWidth != nullptr ? std::string(" as wide as ") + row.pulseWidth : "";
     const std::string unit = row.pulseWidth != nullptr ? "" : " of 127";
-    note(row.middle, {strong(row.title) + ": waves that are on, " + listOf(row.waves) + pulse +
+    note(row.middle, {strong(row.title) + ": waves " + listOf(row.waves) + pulse +
                       "; at the right " + row.frequency + unit});
   }
   lines.clear();
