@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -10,25 +11,68 @@
 
 namespace {
 
-// Of 40 presets with 4 leading bytes, 48 nibbles and 1 trailing byte each, all but the very last
-// byte.
-constexpr std::size_t completeBankSize = presetCount * (4 + 2 * presetSize + 1) - 1;
+constexpr char messageStart = '\xF0';
+constexpr char messageEnd = '\xF7';
+
+// A preset has 4 leading bytes, 48 nibbles and 1 trailing byte.
+constexpr std::size_t messageSize = 4 + 2 * presetSize + 1;
+constexpr std::size_t bankSize = presetCount * messageSize;
 
 int fail(const std::string& message) {
   std::fprintf(stderr, "Kestrel7SysexToTape: %s\n", message.c_str());
   return 1;
 }
 
+/// Whether `bytes` begin with the messages of 40 presets, all of which a reader reaches: a byte
+/// 0xFF would end its reading. The very last byte, which is never read, may be missing.
+bool isCompleteBank(const std::string& bytes) {
+  if (bytes.size() < bankSize - 1 || bytes.find('\xFF') < bankSize - 1) {
+    return false;
+  }
+  for (std::size_t start = 0; start < bankSize; start += messageSize) {
+    const std::size_t end = start + messageSize - 1;
+    if (bytes[start] != messageStart || (end < bytes.size() && bytes[end] != messageEnd)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 /// Reads the bank of the SysEx file. Returns false unless all 40 presets are there.
 bool readCompleteBank(std::FILE* file, PresetBank& bank) {
-  std::string bytes(completeBankSize, '\0');
+  std::string bytes(bankSize, '\0');
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
-  if (bytes.size() < completeBankSize || bytes.find('\xFF') != std::string::npos) {
+  if (!isCompleteBank(bytes)) {
     return false;
   }
   std::rewind(file);
   Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(file, bank.data());
   return true;
+}
+
+/// Whether the name ends in ".syx" or ".sysex", in capitals or not.
+bool isNamedLikeABank(std::string path) {
+  for (char& letter : path) {
+    letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+  }
+  return path.ends_with(".syx") || path.ends_with(".sysex");
+}
+
+/// Whether a recording may be written to `path`: nothing is there, or a WAV file, or something that
+/// holds no data, such as a pipe or a device.
+bool isFreeForARecording(const std::string& path) {
+  std::error_code notThere;
+  if (!std::filesystem::is_regular_file(path, notThere)) {
+    return true;
+  }
+  std::string header(12, '\0');
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    return false;
+  }
+  header.resize(std::fread(header.data(), 1, header.size(), file));
+  std::fclose(file);
+  return header.size() == 12 && header.starts_with("RIFF") && header.ends_with("WAVE");
 }
 
 std::string recordingOf(const PresetBank& bank) {
@@ -66,6 +110,12 @@ int main(int argc, char** argv) {
   std::error_code noSuchFile;
   if (std::filesystem::equivalent(sysexPath, wavPath, noSuchFile)) {
     return fail(wavPath + " is the bank itself");
+  }
+  if (isNamedLikeABank(wavPath)) {
+    return fail(wavPath + " is named like a bank, not like a recording");
+  }
+  if (!isFreeForARecording(wavPath)) {
+    return fail(wavPath + " is not a WAV file and is not replaced");
   }
   std::FILE* wav = std::fopen(wavPath.c_str(), "wb");
   if (wav == nullptr) {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <ostream>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/ProgramTest.h"
@@ -13,143 +13,137 @@
 
 namespace {
 
-using ::testing::Values;
+using ::testing::ValuesIn;
 
 const std::string bank = bytesOf(randomBank(8));
+const std::string sysex = sysexFile(bank);
 
-std::string littleEndian(std::size_t value) {
-  std::string bytes;
-  for (int i = 0; i < 4; ++i) {
-    bytes += static_cast<char>(value >> (8 * i) & 0xFF);
-  }
-  return bytes;
-}
-
-/// The file of the dump of `bank`: 16 bits, mono, 44,100 Hz (0xAC44), 88,200 bytes a second
-/// (0x15888).
-std::string recordingOf(std::string_view bytes) {
-  const std::string pcm = pcmBytes({recordTape(dumpSignal(bytes))}, 16);
-  return "RIFF" + littleEndian(pcm.size() + 36) + "WAVE" +
-         std::string("fmt \x10\0\0\0\x01\0\x01\0\x44\xAC\0\0\x88\x58\x01\0\x02\0\x10\0", 24) +
-         "data" + littleEndian(pcm.size()) + pcm;
+/// The dump of the bank: 16 bits, mono, 44,100 Hz.
+const std::string& recording() {
+  static const std::string file = wavFile({}, pcmBytes({recordTape(dumpSignal(bank))}, 16));
+  return file;
 }
 
 std::string sysexWithByte(std::size_t position, char byte) {
-  std::string file = sysexFile(bank);
+  std::string file = sysex;
   file[position] = byte;
   return file;
 }
 
 class SysexToTapeTest : public ProgramTest {
  protected:
-  SysexToTapeTest() : ProgramTest(SYSEX_TO_TAPE_PATH) {}
+  SysexToTapeTest() : ProgramTest(SYSEX_TO_TAPE_PATH) { give("bank.syx", sysex); }
+
+  void expectFailure(const Arguments& arguments, const std::string& message) {
+    expectOutcome(arguments, {.status = 1, .errors = "Kestrel7SysexToTape: " + message + "\n"});
+  }
 };
 
-struct Bank {
-  std::string name;
-  std::string file;
-};
-
-void PrintTo(const Bank& sysex, std::ostream* stream) { *stream << sysex.name; }
-
-class CompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<Bank> {};
+class CompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(CompleteBank, IsRecorded) {
-  give("bank.syx", GetParam().file);
-  expectOutcome({"bank.syx", "out/x.wav"}, {.written = {{"out/x.wav", recordingOf(bank)}}});
+  give("bank.syx", GetParam());
+  expectOutcome("bank.syx out/x.wav", {.written = {{"out/x.wav", recording()}}});
 }
 
-INSTANTIATE_TEST_SUITE_P(Banks, CompleteBank,
-                         Values(Bank{"AsUsual", sysexFile(bank)},
-                                Bank{"WithoutItsLastByte", sysexFile(bank).substr(0, 2119)},
-                                Bank{"LastByteFF", sysexWithByte(2119, '\xFF')},
-                                Bank{"Longer", sysexFile(bank) + std::string(3000, '\xFF')},
-                                Bank{"OtherBytesBetweenThePresets", sysexWithByte(53, '\x12')}),
-                         nameOf);
+const std::vector<std::string> completeBanks{
+    sysex, sysex.substr(0, 2119),      // without its last byte, which is never read
+    sysex + std::string(300, '\xFF'),  // nor is what follows
+    sysexWithByte(1, '\x12'),          // header bytes may be any
+};
+INSTANTIATE_TEST_SUITE_P(Banks, CompleteBank, ValuesIn(completeBanks));
 
-TEST_F(SysexToTapeTest, ReplacesAnOlderRecording) {
-  give("bank.syx", sysexFile(bank));
-  give("x.wav", std::string(4000000, 'x'));
-  expectOutcome({"bank.syx", "x.wav"}, {.written = {{"x.wav", recordingOf(bank)}}});
+class IncompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(IncompleteBank, IsRefused) {
+  give("in.syx", GetParam());
+  expectFailure("in.syx out/x.wav", "in.syx is not a complete SysEx bank of 40 presets");
 }
 
-TEST_F(SysexToTapeTest, NoticesThatTheLastByteDoesNotFit) {
-  const std::string recording = recordingOf(bank);
-  const std::string allButOneByte = recording.substr(0, recording.size() - 1);
-  give("bank.syx", sysexFile(bank));
+// A preset has 53 bytes.
+const std::vector<std::string> incompleteBanks{
+    "",
+    sysex.substr(0, 2118),
+    sysex.substr(0, 20 * 53),
+    sysexWithByte(0, '\xFF'),
+    sysexWithByte(1000, '\xFF'),
+    sysexWithByte(2118, '\xFF'),
+    sysexWithByte(0, '\x12'),
+    sysexWithByte(39 * 53, '\x12'),
+    sysexWithByte(52, '\x12'),
+    sysexWithByte(2119, '\x12'),
+    std::string(2120, '\0'),
+    "\xF0" + sysex,
+};
+INSTANTIATE_TEST_SUITE_P(Banks, IncompleteBank, ValuesIn(incompleteBanks));
+
+const std::string usage = "usage: Kestrel7SysexToTape bank.syx recording.wav";
+
+TEST_F(SysexToTapeTest, TellsItsUsage) {
+  expectFailure("", usage);
+  expectFailure("bank.syx", usage);
+  expectFailure("bank.syx out/x.wav more", usage);
+}
+
+TEST_F(SysexToTapeTest, TellsWhatItCannotOpen) {
+  giveFolder("folder.syx");
+  expectFailure("missing.syx out/x.wav", "can't open missing.syx");
+  expectFailure("folder.syx out/x.wav", "folder.syx is not a complete SysEx bank of 40 presets");
+  expectFailure("bank.syx missing/x.wav", "can't open missing/x.wav");
+  expectFailure("bank.syx out", "can't open out");
+  const std::string longName(300, 'x');
+  expectFailure({"bank.syx", longName}, "can't open " + longName);
+}
+
+TEST_F(SysexToTapeTest, RefusesArgumentsTheWrongWayRound) {
+  give("dump.wav", recording());
+  expectFailure("dump.wav bank.syx", "dump.wav is not a complete SysEx bank of 40 presets");
+}
+
+TEST_F(SysexToTapeTest, ReplacesNothingButRecordings) {
+  give("x.wav", wavFile({}, std::string(4'000'000, 'x')));
+  give("notes.txt", "RIFF in the style of a WAVE");
+  give("empty.wav", "");
+  give("short.wav", "RIFFWAVE");
+  giveLink("same.wav", "bank.syx");
+  expectOutcome("bank.syx x.wav", {.written = {{"x.wav", recording()}}});
+  expectFailure("bank.syx bank.syx", "bank.syx is the bank itself");
+  expectFailure("bank.syx same.wav", "same.wav is the bank itself");
+  for (const std::string name : {"notes.txt", "empty.wav", "short.wav"}) {
+    expectFailure({"bank.syx", name}, name + " is not a WAV file and is not replaced");
+  }
+  for (const std::string name : {"new.syx", "new.SYX", ".syx", "out/new.sysex", "x.wav.SysEx"}) {
+    expectFailure({"bank.syx", name}, name + " is named like a bank, not like a recording");
+  }
+}
+
+TEST_F(SysexToTapeTest, DoesNotReplaceWhatItMayNotRead) {
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
+  give("out/x.wav", recording());
+  allow("out/x.wav", 0222);
+  const ProcessResult result = runProgram("bank.syx out/x.wav", ordinaryUser);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "Kestrel7SysexToTape: out/x.wav is not a WAV file and is not replaced\n");
+}
+
+TEST_F(SysexToTapeTest, NoticesThatTheRecordingDoesNotFit) {
+  giveLink("full.wav", "/dev/full");
+  expectFailure("bank.syx full.wav", "can't write full.wav");
+  const std::string allButOneByte = recording().substr(0, recording().size() - 1);
   expectOutcome(
-      {"bank.syx", "x.wav"},
+      "bank.syx x.wav",
       {.status = 1,
        .errors = "Kestrel7SysexToTape: can't write x.wav\n",
        .written = {{"x.wav", allButOneByte}}},
       {.largestFile = static_cast<long>(allButOneByte.size()), .ignoreFileSizeSignal = true});
 }
 
-class IncompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<Bank> {};
-
-TEST_P(IncompleteBank, IsRefused) {
-  give("in.syx", GetParam().file);
-  expectOutcome(
-      {"in.syx", "out/x.wav"},
-      {.status = 1,
-       .errors = "Kestrel7SysexToTape: in.syx is not a complete SysEx bank of 40 presets\n"});
+TEST_F(SysexToTapeTest, NeedNotWriteTheBankNorKeepItOpen) {
+  ProcessOptions options = asOrdinaryUser();
+  allow("bank.syx", 0444);
+  options.openFiles = 4;  // the standard ones and one at a time
+  expectOutcome("bank.syx out/x.wav", {.written = {{"out/x.wav", recording()}}}, options);
 }
-
-INSTANTIATE_TEST_SUITE_P(Banks, IncompleteBank,
-                         Values(Bank{"Empty", ""},
-                                Bank{"2118Bytes", sysexFile(bank).substr(0, 2118)},
-                                Bank{"HalfABank", sysexFile(bank).substr(0, 1060)},
-                                Bank{"FirstByteFF", sysexWithByte(0, '\xFF')},
-                                Bank{"ByteFFBetweenPresets", sysexWithByte(53, '\xFF')},
-                                Bank{"ByteFFInThePresets", sysexWithByte(1000, '\xFF')},
-                                Bank{"LastNibbleFF", sysexWithByte(2118, '\xFF')}),
-                         nameOf);
-
-struct Failure {
-  std::string name;
-  std::vector<std::string> arguments;
-  std::string message;
-};
-
-void PrintTo(const Failure& failure, std::ostream* stream) { *stream << failure.name; }
-
-class Failures : public SysexToTapeTest, public ::testing::WithParamInterface<Failure> {
- protected:
-  Failures() {
-    give("bank.syx", sysexFile(bank));
-    giveFolder("folder.syx");
-    giveLink("full.wav", "/dev/full");
-    giveLink("same.wav", "bank.syx");
-  }
-};
-
-TEST_P(Failures, AreToldInALine) {
-  expectOutcome(GetParam().arguments,
-                {.status = 1, .errors = "Kestrel7SysexToTape: " + GetParam().message + "\n"});
-}
-
-const std::string usage = "usage: Kestrel7SysexToTape bank.syx recording.wav";
-
-INSTANTIATE_TEST_SUITE_P(Arguments, Failures,
-                         Values(Failure{"None", {}, usage}, Failure{"One", {"bank.syx"}, usage},
-                                Failure{"Three", {"bank.syx", "out/x.wav", "more"}, usage}),
-                         nameOf);
-
-INSTANTIATE_TEST_SUITE_P(
-    Input, Failures,
-    Values(Failure{"Missing", {"missing.syx", "out/x.wav"}, "can't open missing.syx"},
-           Failure{"Folder",
-                   {"folder.syx", "out/x.wav"},
-                   "folder.syx is not a complete SysEx bank of 40 presets"}),
-    nameOf);
-
-INSTANTIATE_TEST_SUITE_P(
-    Output, Failures,
-    Values(Failure{"InAMissingFolder", {"bank.syx", "missing/x.wav"}, "can't open missing/x.wav"},
-           Failure{"Folder", {"bank.syx", "out"}, "can't open out"},
-           Failure{"InPlaceOfTheBank", {"bank.syx", "bank.syx"}, "bank.syx is the bank itself"},
-           Failure{"ByALinkToTheBank", {"bank.syx", "same.wav"}, "same.wav is the bank itself"},
-           Failure{"OnAFullDevice", {"bank.syx", "full.wav"}, "can't write full.wav"}),
-    nameOf);
 
 }  // namespace
