@@ -1,34 +1,49 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
-#include <ostream>
+#include <cstdlib>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
-#include "cli/MissingMemory.h"
 #include "cli/ProgramTest.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define KESTREL7_SANITIZED 1
+#elif defined(__has_feature)
+#define KESTREL7_SANITIZED __has_feature(address_sanitizer)
+#else
+#define KESTREL7_SANITIZED 0
+#endif
+
 namespace {
 
+using ::testing::_;
+using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::Combine;
 using ::testing::HasSubstr;
+using ::testing::Matcher;
+using ::testing::Not;
 using ::testing::Values;
 
 const std::string tape = "reading tape data..\n";
 const std::string sysex = "reading sysex data..\n";
 const std::string converting = "converting to Revision 3..\n";
 const std::string failed = "hmmm, that didn't work..";
+const std::string noFormat = "Wav format -> SampleRate 0 BitDepth 0\n";
+const std::string rightFormat = "Wav format -> SampleRate 44100 BitDepth 16\n";
 
-const std::string bank = bytesOf(randomBank(9));
-const std::string tapeRecords = bytesOf(randomBank(10)).substr(0, 2 * 24);
-const std::string tapeBank = tapeRecords + std::string(38 * 24, '\0');
-const std::string zeroBank(40 * 24, '\0');
+const std::string bank = revision1Bank();
+const std::string tapeRecords = bank.substr(0, 2 * 24);
+const FileTree bankFiles = transferFiles("out", bank);
+const FileTree convertedFiles = transferFiles("out", revision3Bank());
+const FileTree tapeFiles = transferFiles("out", filledUp(tapeRecords));
+const FileTree zeroFiles = transferFiles("out", filledUp(""));
+const FileTree report{{"out/format", "OK: SampleRate 44100\n"}};
 
 class FaultsTest : public ConverterTest {
  protected:
@@ -40,289 +55,145 @@ class FaultsTest : public ConverterTest {
 
 using InputFaults = FaultsTest;
 
-TEST_F(InputFaults, FolderNamedLikeARecordingIsAnUnreadableRecording) {
+TEST_F(InputFaults, FolderIsAnUnreadableRecordingOrAnEmptyBank) {
   giveFolder("x.wav");
-  expectOutcome({"x.wav", "out"}, {.output = tape, .written = transferFiles("out", zeroBank)});
-}
-
-TEST_F(InputFaults, FolderNamedLikeARecordingHasNoFormat) {
-  giveFolder("x.wav");
-  expectOutcome({"x.wav", "out", "-CheckWavFormat"},
-                {.output = tape + "Wav format -> SampleRate 0 BitDepth 0\n",
-                 .written = {{"out/format", "WRONG SAMPLERATE: SampleRate 0\n"}}});
-}
-
-TEST_F(InputFaults, FolderNamedLikeABankIsAnEmptyBank) {
   giveFolder("x.syx");
-  expectOutcome({"x.syx", "out"}, {.output = sysex, .written = transferFiles("out", zeroBank)});
+  expectOutcome("x.wav out", {.output = tape, .written = zeroFiles});
+  expectOutcome(
+      "x.wav out -CheckWavFormat",
+      {.output = tape + noFormat, .written = {{"out/format", "WRONG SAMPLERATE: SampleRate 0\n"}}});
+  giveFolder("other");
+  expectOutcome("x.syx other", {.output = sysex, .written = transferFiles("other", filledUp(""))});
 }
 
-TEST_F(InputFaults, EmptyRecordingGivesZeros) {
-  give("x.wav", "");
-  expectOutcome({"x.wav", "out"}, {.output = tape, .written = transferFiles("out", zeroBank)});
+TEST_F(InputFaults, UnreadableInputCannotBeOpened) {
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
+  allow("tape.wav", 0);
+  allow("bank.syx", 0);
+  expectOutcome("tape.wav out", {.output = tape + "can't open tape.wav\n"}, ordinaryUser);
+  expectOutcome("bank.syx out", {.output = sysex + "can't open bank.syx\n", .status = 255},
+                ordinaryUser);
 }
 
-TEST_F(InputFaults, EmptyBankGivesZerosConvertedOrNot) {
-  give("x.syx", "");
-  expectOutcome({"x.syx", "out", "-R1"},
-                {.output = sysex + converting, .written = transferFiles("out", zeroBank)});
+TEST_F(InputFaults, InputNeedNotBeWritable) {
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
+  allow("tape.wav", 0444);
+  allow("bank.syx", 0444);
+  expectOutcome("tape.wav out", {.output = tape, .written = tapeFiles}, ordinaryUser);
+  expectOutcome("bank.syx out", {.output = sysex, .written = bankFiles}, ordinaryUser);
 }
 
-TEST_F(InputFaults, UnreadableRecordingCannotBeOpened) {
-  allowOrdinaryUser();
-  allow("tape.wav", std::filesystem::perms::none);
-  expectOutcome({"tape.wav", "out"}, {.output = tape + "can't open tape.wav\n"},
-                {.asOrdinaryUser = true});
+TEST_F(InputFaults, BlockAlignOfZeroIsAnArithmeticFault) {
+  give("x.wav", wavFile({.blockAlign = 0}, std::string(80, '\0')));
+  expectOutcome("x.wav out", {.output = tape, .signal = SIGFPE, .errors = _});
+  expectOutcome("x.wav out -CheckWavFormat", {.output = tape, .signal = SIGFPE, .errors = _});
 }
 
-TEST_F(InputFaults, UnreadableBankCannotBeOpened) {
-  allowOrdinaryUser();
-  allow("bank.syx", std::filesystem::perms::none);
-  expectOutcome({"bank.syx", "out"}, {.output = sysex + "can't open bank.syx\n", .status = 255},
-                {.asOrdinaryUser = true});
+class LoudRecording : public ConverterTest,
+                      public ::testing::WithParamInterface<std::pair<std::string, std::string>> {};
+
+TEST_P(LoudRecording, Of32BitsEndsByAFailedAssertion) {
+  const auto& [samples, assertion] = GetParam();
+  const std::string other = assertion == "v <= 1.0" ? "v >= -1.0" : "v <= 1.0";
+  const Outcome aborted{.output = tape,
+                        .signal = SIGABRT,
+                        .errors = AllOf(HasSubstr(assertion), HasSubstr("load"),
+                                        HasSubstr("WavLoader.cpp"), Not(HasSubstr(other)))};
+  give("x.wav", wavFile({.numChannels = 2, .bitsPerSample = 32}, samples));
+  expectOutcome("x.wav out -R1", aborted);
+  expectOutcome("x.wav out -CheckWavFormat", aborted);
 }
 
-TEST_F(InputFaults, RecordingNeedNotBeWritable) {
-  allowOrdinaryUser();
-  allow("tape.wav", std::filesystem::perms{0444});
-  expectOutcome({"tape.wav", "out"}, {.output = tape, .written = transferFiles("out", tapeBank)},
-                {.asOrdinaryUser = true});
-}
+const std::string zero(4, '\0');
+const std::string plusOne("\x01\0\0\0", 4);
+const std::string minusOne("\xFF\xFF\xFF\xFF", 4);
 
-TEST_F(InputFaults, BankNeedNotBeWritable) {
-  allowOrdinaryUser();
-  allow("bank.syx", std::filesystem::perms{0444});
-  expectOutcome({"bank.syx", "out"}, {.output = sysex, .written = transferFiles("out", bank)},
-                {.asOrdinaryUser = true});
-}
+INSTANTIATE_TEST_SUITE_P(Samples, LoudRecording,
+                         Values(std::pair(zero + plusOne + minusOne + zero, "v <= 1.0"),
+                                std::pair(minusOne + plusOne, "v >= -1.0")));
 
 using OutputFaults = FaultsTest;
 
-TEST_F(OutputFaults, ReadOnlyFolderTakesNoTransferFiles) {
-  allowOrdinaryUser();
-  allow("out", std::filesystem::perms{0555});
-  expectOutcome({"bank.syx", "out"}, {.output = sysex + "can't open out/preset1-1.txt\n" + failed},
-                {.asOrdinaryUser = true});
-}
-
-TEST_F(OutputFaults, ReadOnlyFolderTakesNoFormatReport) {
-  allowOrdinaryUser();
-  allow("out", std::filesystem::perms{0555});
-  expectOutcome({"tape.wav", "out", "-CheckWavFormat"},
-                {.output = tape + "can't open out/format\n", .status = 255},
-                {.asOrdinaryUser = true});
+TEST_F(OutputFaults, ReadOnlyFolderTakesNoFiles) {
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
+  allow("out", 0555);
+  expectOutcome("bank.syx out", {.output = sysex + "can't open out/preset1-1.txt\n" + failed},
+                ordinaryUser);
+  expectOutcome("tape.wav out -CheckWavFormat",
+                {.output = tape + "can't open out/format\n", .status = 255}, ordinaryUser);
 }
 
 TEST_F(OutputFaults, ReadOnlyFileEndsTheWriting) {
-  allowOrdinaryUser();
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
   give("out/preset2-2.txt", "kept");
-  allow("out/preset2-2.txt", std::filesystem::perms{0444});
-  expectOutcome({"bank.syx", "out"},
+  allow("out/preset2-2.txt", 0444);
+  expectOutcome("bank.syx out",
                 {.output = sysex + "can't open out/preset2-2.txt\n" + failed,
                  .written = transferFiles("out", bank, 9)},
-                {.asOrdinaryUser = true});
+                ordinaryUser);
 }
 
-TEST_F(OutputFaults, FolderInPlaceOfAFileEndsTheWriting) {
-  giveFolder("out/preset3-1.txt");
-  expectOutcome({"bank.syx", "out"}, {.output = sysex + "can't open out/preset3-1.txt\n" + failed,
-                                      .written = transferFiles("out", bank, 16)});
+TEST_F(OutputFaults, FileNeedNotBeReadable) {
+  const ProcessOptions ordinaryUser = asOrdinaryUser();
+  for (const char* name : {"out/preset1-1.txt", "out/format"}) {
+    give(name, "old");
+    allow(name, 0222);
+  }
+  EXPECT_EQ(runProgram("bank.syx out", ordinaryUser).output, sysex);
+  EXPECT_EQ(runProgram("tape.wav out -CheckWavFormat", ordinaryUser).output, tape + rightFormat);
+  allow("out/preset1-1.txt", 0644);
+  allow("out/format", 0644);
+  EXPECT_EQ(readFile(folder / "out/preset1-1.txt"), bankFiles.at("out/preset1-1.txt"));
+  EXPECT_EQ(readFile(folder / "out/format"), report.at("out/format"));
 }
 
 TEST_F(OutputFaults, FolderInPlaceOfTheLastFileIsToldToo) {
   giveFolder("out/preset5-8.txt");
-  expectOutcome({"tape.wav", "out", "-R1"},
-                {.output = tape + converting + "can't open out/preset5-8.txt\n" + failed,
-                 .written = transferFiles("out", asRevision3(tapeBank), 39)});
+  expectOutcome("bank.syx out -R1",
+                {.output = sysex + converting + "can't open out/preset5-8.txt\n" + failed,
+                 .written = transferFiles("out", revision3Bank(), 39)});
 }
 
-TEST_F(OutputFaults, NoSpaceForOneFileIsNotNoticed) {
+TEST_F(OutputFaults, NoSpaceIsNotNoticed) {
   giveLink("out/preset2-3.txt", "/dev/full");
-  FileTree files = transferFiles("out", bank);
-  files["out/preset2-3.txt"] = "-> /dev/full";
-  expectOutcome({"bank.syx", "out"}, {.output = sysex, .written = files});
-}
-
-TEST_F(OutputFaults, NoSpaceForAnyFileIsNotNoticed) {
-  for (int record = 0; record < 40; ++record) {
-    giveLink("out/" + transferName(record), "/dev/full");
-  }
-  expectOutcome({"tape.wav", "out"}, {.output = tape});
-}
-
-TEST_F(OutputFaults, NoSpaceForTheFormatReportIsNotNoticed) {
   giveLink("out/format", "/dev/full");
-  expectOutcome({"tape.wav", "out", "-CheckWavFormat"},
-                {.output = tape + "Wav format -> SampleRate 44100 BitDepth 16\n"});
+  FileTree files = bankFiles;
+  files["out/preset2-3.txt"] = "-> /dev/full";
+  expectOutcome("bank.syx out", {.output = sysex, .written = files});
+  expectOutcome("tape.wav out -CheckWavFormat", {.output = tape + rightFormat});
 }
-
-struct Run {
-  std::string name;
-  std::vector<std::string> arguments;
-  int status = 0;
-  FileTree written = {};
-};
-
-void PrintTo(const Run& run, std::ostream* stream) { *stream << run.name; }
-
-struct Messages {
-  std::string name;
-  StandardOutput goTo;
-};
-
-void PrintTo(const Messages& messages, std::ostream* stream) { *stream << messages.name; }
 
 /// Runs whose messages nobody gets.
 class LostMessages : public FaultsTest,
-                     public ::testing::WithParamInterface<std::tuple<Messages, Run>> {
- protected:
-  LostMessages() { giveFolder("taken/preset3-1.txt"); }
-};
+                     public ::testing::WithParamInterface<
+                         std::tuple<StandardOutput, std::pair<Arguments, Outcome>>> {};
 
 TEST_P(LostMessages, ChangeNeitherFilesNorStatus) {
   const auto& [messages, run] = GetParam();
-  expectOutcome(run.arguments, {.status = run.status, .written = run.written},
-                {.standardOutput = messages.goTo});
+  expectOutcome(run.first, run.second, {.standardOutput = messages});
 }
-
-const Messages closed{"Closed", StandardOutput::Closed};
-const Messages fullDevice{"FullDevice", StandardOutput::FullDevice};
-const Messages pipeNobodyReads{"PipeNobodyReads", StandardOutput::PipeNobodyReads};
-
-const auto namesOf = [](const auto& parameterInfo) {
-  return std::get<0>(parameterInfo.param).name + std::get<1>(parameterInfo.param).name;
-};
 
 INSTANTIATE_TEST_SUITE_P(
     Runs, LostMessages,
     Combine(
-        Values(closed, fullDevice, pipeNobodyReads),
-        Values(Run{"UnknownExtension", {"bank.txt", "out"}, 255},
-               Run{"MissingRecording", {"x.wav", "out"}}, Run{"MissingBank", {"x.syx", "out"}, 255},
-               Run{"Sysex", {"bank.syx", "out"}, 0, transferFiles("out", bank)},
-               Run{"SysexConverted",
-                   {"bank.syx", "out", "-R1"},
-                   0,
-                   transferFiles("out", asRevision3(bank))},
-               Run{"Tape", {"tape.wav", "out"}, 0, transferFiles("out", tapeBank)},
-               Run{"TapeConverted",
-                   {"tape.wav", "out", "-R2"},
-                   0,
-                   transferFiles("out", asRevision3(tapeBank))},
-               Run{"FormatCheck",
-                   {"tape.wav", "out", "-CheckWavFormat"},
-                   0,
-                   {{"out/format", "OK: SampleRate 44100\n"}}},
-               Run{"MissingFolderForTheReport", {"tape.wav", "missing", "-CheckWavFormat"}, 255},
-               Run{"WriterFailed", {"bank.syx", "taken"}, 0, transferFiles("taken", bank, 16)})),
-    namesOf);
+        Values(StandardOutput::Closed, StandardOutput::FullDevice, StandardOutput::PipeNobodyReads),
+        Values(std::pair(Arguments("bank.syx"), Outcome{}),
+               std::pair(Arguments("x.syx out"), Outcome{.status = 255}),
+               std::pair(Arguments("bank.syx missing"), Outcome{}),
+               std::pair(Arguments("bank.syx out -R1"), Outcome{.written = convertedFiles}),
+               std::pair(Arguments("tape.wav out"), Outcome{.written = tapeFiles}),
+               std::pair(Arguments("tape.wav out -CheckWavFormat"), Outcome{.written = report}))));
 
-INSTANTIATE_TEST_SUITE_P(NoRun, LostMessages,
-                         Combine(Values(closed, fullDevice, pipeNobodyReads),
-                                 Values(Run{"Usage", {"bank.syx"}})),
-                         namesOf);
-
-using MissingMemory = FaultsTest;
-
-TEST_F(MissingMemory, ForTheFileEndsTheRun) {
-  expectOutcome({"tape.wav", "out"},
-                {.output = tape, .signal = SIGABRT, .errors = allocationFailure("std::bad_")},
-                withMemory(16));
+TEST_F(FaultsTest, ProgressLinesAreOutBeforeASignalEndsTheWriting) {
+  const ProcessResult ofBank = runProgram("bank.syx out -R1", {.largestFile = 100});
+  EXPECT_EQ(ofBank.signal, SIGXFSZ);
+  EXPECT_EQ(ofBank.output, sysex + converting);
+  const ProcessResult ofTape = runProgram("tape.wav out", {.largestFile = 100});
+  EXPECT_EQ(ofTape.signal, SIGXFSZ);
+  EXPECT_EQ(ofTape.output, tape);
 }
 
-TEST_F(MissingMemory, ForTheFileEndsAFormatCheck) {
-  expectOutcome({"tape.wav", "out", "-CheckWavFormat"},
-                {.output = tape, .signal = SIGABRT, .errors = allocationFailure("std::bad_")},
-                withMemory(16));
-}
-
-TEST_F(MissingMemory, ForTheSamplesEndsTheRun) {
-  // 16 MiB of 8-bit samples, each of which takes 4 bytes
-  give("x.wav", wavFile({.bitsPerSample = 8}, std::string(16 * 1024 * 1024 - 44, '\0')));
-  expectOutcome({"x.wav", "out", "-R1"},
-                {.output = tape, .signal = SIGABRT, .errors = allocationFailure("std::bad_")},
-                withMemory(64));
-}
-
-TEST_F(MissingMemory, ForANegativeNumberOfSamplesEndsTheRun) {
-  // 32,768 channels of 65,536 frames: 2^31 samples are -2^31 in 32 bits.
-  give("x.wav", wavFile({.numChannels = 32768, .bitsPerSample = 8, .blockAlign = 1},
-                        std::string(65536, '\0')));
-  expectOutcome({"x.wav", "out"},
-                {.output = tape, .signal = SIGABRT, .errors = allocationFailure("std::bad_")},
-                withMemory(1024));
-}
-
-TEST_F(MissingMemory, ForANegativeNumberOfSamplesEndsAFormatCheck) {
-  give("x.wav", wavFile({.numChannels = 65535, .bitsPerSample = 8, .blockAlign = 1},
-                        std::string(50000, '\0')));
-  expectOutcome({"x.wav", "out", "-CheckWavFormat"},
-                {.output = tape, .signal = SIGABRT, .errors = allocationFailure("std::bad_")},
-                withMemory(1024));
-}
-
-TEST_F(MissingMemory, DoesNotMatterForABank) {
-  expectOutcome({"bank.syx", "out", "-R1"},
-                {.output = sysex + converting, .written = transferFiles("out", asRevision3(bank))},
-                withMemory(16));
-}
-
-struct FileSize {
-  std::string name;
-  std::uintmax_t bytes;
-};
-
-void PrintTo(const FileSize& size, std::ostream* stream) { *stream << size.name; }
-
-class LongFiles : public FaultsTest, public ::testing::WithParamInterface<FileSize> {
- protected:
-  /// Lengthens the recording with silence, all of which its header claims as samples.
-  void lengthenTape(std::uintmax_t size) {
-    std::string recording = readFile(folder / "tape.wav");
-    recording.replace(40, 4, "\xFF\xFF\xFF\xFF");
-    give("tape.wav", recording);
-    std::filesystem::resize_file(folder / "tape.wav", size);
-  }
-};
-
-TEST_P(LongFiles, NeedNoMoreThanSomeMemoryAndTime) {
-  lengthenTape(GetParam().bytes);
-  ProcessOptions options = withMemory(128);
-  options.seconds = 30;
-  expectOutcome({"tape.wav", "out"}, {.output = tape, .written = transferFiles("out", tapeBank)},
-                options);
-}
-
-INSTANTIATE_TEST_SUITE_P(Bytes, LongFiles,
-                         Values(FileSize{"OneLessThan16Mebibytes", 16777215},
-                                FileSize{"16Mebibytes", 16777216},
-                                FileSize{"OneMoreThan16Mebibytes", 16777217},
-                                FileSize{"3Gigabytes", 3000000000}),
-                         nameOf);
-
-struct Progress {
-  std::string name;
-  std::vector<std::string> arguments;
-  std::string output;
-};
-
-void PrintTo(const Progress& progress, std::ostream* stream) { *stream << progress.name; }
-
-class ProgressLines : public FaultsTest, public ::testing::WithParamInterface<Progress> {};
-
-TEST_P(ProgressLines, AreOutBeforeASignalEndsTheWriting) {
-  const ProcessResult result = runProgram(GetParam().arguments, {.largestFile = 100});
-  EXPECT_EQ(result.signal, SIGXFSZ);
-  EXPECT_EQ(result.output, GetParam().output);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Runs, ProgressLines,
-    Values(Progress{"Sysex", {"bank.syx", "out"}, sysex},
-           Progress{"Tape", {"tape.wav", "out"}, tape},
-           Progress{"SysexConverted", {"bank.syx", "out", "-R1"}, sysex + converting},
-           Progress{"TapeConverted", {"tape.wav", "out", "-R2"}, tape + converting}),
-    nameOf);
+constexpr bool isSanitized = KESTREL7_SANITIZED;
 
 /// As many files open at a time besides the standard ones.
 ProcessOptions withOpenFiles(long most) {
@@ -330,23 +201,75 @@ ProcessOptions withOpenFiles(long most) {
   return {.openFiles = 3 + most + sanitizersPipe};
 }
 
-using OpenFiles = FaultsTest;
-
-TEST_F(OpenFiles, AreOneAtATimeForARecording) {
-  expectOutcome({"tape.wav", "out"}, {.output = tape, .written = transferFiles("out", tapeBank)},
+TEST_F(FaultsTest, OpenFilesAreOneAtATimeBesidesABank) {
+  expectOutcome("tape.wav out", {.output = tape, .written = tapeFiles}, withOpenFiles(1));
+  expectOutcome("tape.wav out -CheckWavFormat", {.output = tape + rightFormat, .written = report},
                 withOpenFiles(1));
+  expectOutcome("bank.syx out", {.output = sysex, .written = bankFiles}, withOpenFiles(2));
 }
 
-TEST_F(OpenFiles, AreOneAtATimeBesidesTheBank) {
-  expectOutcome({"bank.syx", "out"}, {.output = sysex, .written = transferFiles("out", bank)},
-                withOpenFiles(2));
+/// The most memory that a process gets, in MiB: of address space or, where a sanitizer needs that
+/// for itself, half of it for any one buffer.
+ProcessOptions withMemory(long mebibytes) {
+  if (!isSanitized) {
+    return {.addressSpace = mebibytes * 1024 * 1024};
+  }
+  const char* const others = std::getenv("ASAN_OPTIONS");
+  return {.environment = {std::string("ASAN_OPTIONS=") + (others == nullptr ? "" : others) +
+                          ":allocator_may_return_null=1:abort_on_error=1:max_allocation_size_mb=" +
+                          std::to_string(mebibytes / 2)}};
 }
 
-TEST_F(OpenFiles, AreOneAtATimeForAFormatCheck) {
-  expectOutcome({"tape.wav", "out", "-CheckWavFormat"},
-                {.output = tape + "Wav format -> SampleRate 44100 BitDepth 16\n",
-                 .written = {{"out/format", "OK: SampleRate 44100\n"}}},
-                withOpenFiles(1));
+const Outcome outOfMemory{
+    .output = tape,
+    .signal = SIGABRT,
+    .errors = AnyOf(HasSubstr("std::bad_"), HasSubstr("AddressSanitizer: allocator is out of"))};
+
+/// A recording of 16 MiB.
+std::string largeRecording(const WavFormat& format, char sample) {
+  return wavFile(format, std::string(16 * 1024 * 1024 - 44, sample));
+}
+
+using MissingMemory = FaultsTest;
+
+TEST_F(MissingMemory, ForTheFileEndsTheRun) {
+  expectOutcome("tape.wav out", outOfMemory, withMemory(16));
+  expectOutcome("tape.wav out -CheckWavFormat", outOfMemory, withMemory(16));
+}
+
+TEST_F(MissingMemory, ForTheSamplesEndsTheRun) {
+  give("x.wav", largeRecording({.bitsPerSample = 8}, '\0'));  // each takes 4 bytes
+  expectOutcome("x.wav out -R1", outOfMemory, withMemory(64));
+}
+
+TEST_F(MissingMemory, ForTheSamplesEndsTheRunBeforeTheirRangeDoes) {
+  give("x.wav", largeRecording({.bitsPerSample = 32}, '\x01'));
+  expectOutcome("x.wav out", outOfMemory, withMemory(24));
+}
+
+TEST_F(MissingMemory, ForANegativeNumberOfSamplesEndsTheRun) {
+  // 32,768 channels of 65,536 frames: 2^31 samples are -2^31 in 32 bits.
+  give("x.wav", wavFile({.numChannels = 32768, .bitsPerSample = 8, .blockAlign = 1},
+                        std::string(65536, '\0')));
+  expectOutcome("x.wav out", outOfMemory, withMemory(1024));
+  expectOutcome("x.wav out -CheckWavFormat", outOfMemory, withMemory(1024));
+}
+
+TEST_F(MissingMemory, DoesNotMatterForABankOrAMissingRecording) {
+  expectOutcome("bank.syx out -R1", {.output = sysex + converting, .written = convertedFiles},
+                withMemory(16));
+  expectOutcome("x.wav out", {.output = tape + "can't open x.wav\n"}, withMemory(16));
+}
+
+TEST_F(FaultsTest, LongFileNeedsNoMoreThanSomeMemoryAndTime) {
+  // Its header claims all that follows as samples.
+  std::string recording = readFile(folder / "tape.wav");
+  recording.replace(40, 4, "\xFF\xFF\xFF\xFF");
+  give("tape.wav", recording);
+  std::filesystem::resize_file(folder / "tape.wav", 3'000'000'000);
+  ProcessOptions options = withMemory(128);
+  options.seconds = 30;
+  expectOutcome("tape.wav out", {.output = tape, .written = tapeFiles}, options);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <string_view>
@@ -11,31 +12,30 @@
 #include "support/Files.h"
 #include "support/Process.h"
 
-/// Files by their paths, with their bytes. The path of a folder ends in "/", its bytes are none; in
-/// place of bytes a symbolic link has "-> " and its target, a file above 64 MiB its size.
+/// The arguments of a run: words with blanks between them, or a list where an argument has a blank
+/// or is empty.
+struct Arguments : std::vector<std::string> {
+  Arguments(const char* words);
+  Arguments(std::initializer_list<std::string> list) : vector(list) {}
+};
+
+/// Files by their paths, with their bytes. The path of a folder ends in "/"; a symbolic link has
+/// "-> " and its target in place of bytes.
 using FileTree = std::map<std::string, std::string>;
-
-/// All that stands below `folder`.
-FileTree treeOf(const std::string& folder);
-
-/// Where `actual` differs from `expected`, a line each; empty where they are alike.
-std::string differences(const FileTree& actual, const FileTree& expected);
 
 /// The transfer files of the first `count` records of `bank` (960 bytes, revision 3) in `folder`.
 FileTree transferFiles(const std::string& folder, std::string_view bank, int count = 40);
 
-/// The texts of the 40 transfer files in `folder`, in the order of the records.
-std::vector<std::string> transferTextsIn(const std::string& folder);
+/// Banks of 40 different records that hold the same settings, by the bytes at which each stands.
+std::string revision1Bank();
+std::string revision3Bank();
 
-/// The bank of an instrument of revision 1 or 2 in the arrangement of revision 3.
-std::string asRevision3(std::string_view bank);
+/// `records` and zeros for the rest of a bank.
+std::string filledUp(std::string_view records);
 
-/// The bytes of the recording of a dump of the records in `records`: 16 bits, mono. Of fewer than
-/// 40 records it is accordingly short.
+/// The bytes of the recording of a dump of `records`: 16 bits, mono. Of fewer than 40 records it is
+/// accordingly short.
 std::string tapeRecording(std::string_view records);
-
-/// Names a test after the `name` of its parameter.
-inline constexpr auto nameOf = [](const auto& parameterInfo) { return parameterInfo.param.name; };
 
 /// All that can be seen of a run.
 struct Outcome {
@@ -59,15 +59,16 @@ class ProgramTest : public ::testing::Test {
   void giveLink(const std::string& path, const std::string& target);
 
   /// Sets what may be done with a file or folder; root may do everything all the same.
-  void allow(const std::string& path, std::filesystem::perms permissions);
+  void allow(const std::string& path, int permissions);
 
-  /// Lets an ordinary user read all that is in the folder of the run by now and write to its "out".
-  void allowOrdinaryUser();
+  /// Options for a run by an ordinary user, who may read all that is in the folder by now and write
+  /// to its "out".
+  ProcessOptions asOrdinaryUser();
 
-  ProcessResult runProgram(const std::vector<std::string>& arguments, ProcessOptions options = {});
+  ProcessResult runProgram(const Arguments& arguments, ProcessOptions options = {});
 
   /// Runs the program and compares all that can be seen of it, all files in the folder included.
-  void expectOutcome(const std::vector<std::string>& arguments, const Outcome& expected,
+  void expectOutcome(const Arguments& arguments, const Outcome& expected,
                      const ProcessOptions& options = {});
 
   TemporaryFolder folder;
@@ -77,8 +78,4 @@ class ProgramTest : public ::testing::Test {
 class ConverterTest : public ProgramTest {
  protected:
   ConverterTest() : ProgramTest(CONVERTER_PATH) {}
-
-  /// Runs a command line, in the folder of the run if `options` name no other. The shell finds the
-  /// programs, and sox dithers alike in every run.
-  ProcessResult runInShell(const std::string& command, ProcessOptions options = {});
 };
