@@ -6,8 +6,7 @@
 
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
-#include "signal/TapeSignal.h"
-#include "signal/WavFile.h"
+#include "signal/DumpRecording.h"
 
 namespace {
 
@@ -75,12 +74,6 @@ bool isFreeForARecording(const std::string& path) {
   return header.size() == 12 && header.starts_with("RIFF") && header.ends_with("WAVE");
 }
 
-std::string recordingOf(const PresetBank& bank) {
-  const HalfPeriods signal = dumpSignal({bank.data(), bank.size()});
-  const WavFormat format;
-  return wavFile(format, pcmBytes({recordTape(signal)}, format.bitsPerSample));
-}
-
 bool writeFile(std::FILE* file, const std::string& content) {
   const bool isWritten = std::fwrite(content.data(), 1, content.size(), file) == content.size();
   return std::fclose(file) == 0 && isWritten;
@@ -121,7 +114,7 @@ int main(int argc, char** argv) {
   if (wav == nullptr) {
     return fail("can't open " + wavPath);
   }
-  if (!writeFile(wav, recordingOf(bank))) {
+  if (!writeFile(wav, dumpRecording({bank.data(), bank.size()}))) {
     return fail("can't write " + wavPath);
   }
   return 0;

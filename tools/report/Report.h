@@ -22,7 +22,7 @@ enum class ConverterOutcome : std::uint8_t {
 
 struct ConverterAnswer {
   ConverterOutcome outcome = ConverterOutcome::NotTried;
-  std::string reason;  // where it rejects the file: why, such as "it is not a WAV file"
+  std::string reason;  // why it rejects the file or reads it wrong, such as "it is not a WAV file"
   std::array<bool, presetCount> isWrong{};  // where it reads wrong: which presets
 
   /// Seconds in the recording at which it takes the data to begin; below 0 where that is unknown.

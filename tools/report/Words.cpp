@@ -246,10 +246,11 @@ std::string converterSentence(const ConverterAnswer& answer) {
       ++count;
     }
   }
+  const std::string why = answer.reason.empty() ? "" : "; " + shown(answer.reason);
   if (count == presetCount) {
-    return "gets all presets wrong";
+    return "gets all presets wrong" + why;
   }
-  return "gets " + counted(count, "preset") + " wrong:" + names;
+  return "gets " + counted(count, "preset") + " wrong:" + names + why;
 }
 
 double decibels(double magnitude) {

@@ -1,0 +1,108 @@
+#include "files/ConverterAnswer.h"
+
+#include <algorithm>
+#include <csignal>
+#include <new>
+#include <vector>
+
+#include "audio/WavLoader.h"
+#include "platform/Platform.h"
+#include "recovery/ConverterReading.h"
+#include "tape/TapeDataReader.h"
+
+using report::ConverterAnswer;
+using report::ConverterOutcome;
+
+namespace {
+
+enum LoadStatus { Loads, Rejects, LacksMemory };
+
+/// Why the converter would not even try; empty where it loads the file.
+std::string refusal(const std::string& path, const AudioFormat& format) {
+  if (path.substr(path.rfind('.') + 1) != "wav") {
+    return "its name does not end in .wav";
+  }
+  const platform::ChildEnd end =
+      platform::ChildProcess({platform::ownProgram(), loadAsConverterOption, path}).wait();
+  if (end.signal == SIGABRT) {
+    return "it has 32 bits, which an assertion refuses";
+  }
+  if (end.signal == SIGFPE) {
+    return "its header says 0 bytes a frame";
+  }
+  if (end.signal == 0 && end.status == Loads) {
+    return "";
+  }
+  if (end.signal != 0 || end.status == LacksMemory) {
+    return "it takes too much memory";
+  }
+  switch (format.wavKind) {
+    case WavKind::NoWav:
+      return "it is not a plain WAV file";
+    case WavKind::Extensible:
+      return "its header is of the extensible kind";
+    case WavKind::Plain:
+      break;
+  }
+  return format.isIntegerPcm ? "another chunk, such as LIST or bext, stands before its samples"
+                             : "its samples are not integer PCM";
+}
+
+/// What keeps the converter from reading a file that it loads, apart from the signal itself.
+std::string limits(const WavLoader& loader, const recovery::Take& take) {
+  std::vector<std::string> found;
+  if (loader.getSampleRate() != tapeSampleRate) {
+    found.emplace_back("it takes every rate for 44,100 Hz");
+  }
+  if (take.channelIndex != 0) {
+    found.emplace_back("it reads the first channel only");
+  }
+  if (take.bits.back().end * loader.getSampleRate() > loader.getNumberOfSamples()) {
+    found.emplace_back("it reads the first 16 MiB only");
+  }
+  std::string list;
+  for (const std::string& limit : found) {
+    list += (list.empty() ? "" : ", ") + limit;
+  }
+  return list;
+}
+
+}  // namespace
+
+int loadAsConverter(const char* path) {
+  platform::leaveNoCoreDump();
+  try {
+    return WavLoader().load(path) ? Loads : Rejects;
+  } catch (const std::bad_alloc&) {
+    return LacksMemory;
+  }
+}
+
+ConverterAnswer askConverter(const std::string& path, const AudioFormat& format,
+                             const recovery::Take* take, const PresetBank& bank) {
+  ConverterAnswer answer;
+  if (path == "-") {
+    return answer;
+  }
+  answer.reason = refusal(path, format);
+  if (!answer.reason.empty()) {
+    answer.outcome = ConverterOutcome::Rejects;
+    return answer;
+  }
+  if (take == nullptr) {
+    return answer;
+  }
+  WavLoader loader;
+  if (!loader.load(path.c_str())) {
+    return answer;  // changed since it was asked for
+  }
+  const auto reading =
+      recovery::readAsConverter(loader.getAudioBuffer(), loader.getNumberOfSamples(), bank);
+  answer.isWrong = reading.isWrong;
+  const bool isRight = std::ranges::count(reading.isWrong, true) == 0;
+  answer.outcome = isRight ? ConverterOutcome::ReadsRight : ConverterOutcome::ReadsWrong;
+  if (!isRight) {
+    answer.reason = limits(loader, *take);
+  }
+  return answer;
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the programs need of the system beyond the standard library.
+namespace platform {
+
+/// Opens what is closed of standard input, output and error, so that no file takes their place.
+/// Reading from or writing to what was closed fails as before.
+void holdStandardStreams();
+
+/// Lets writing to a closed pipe or past a limit of size fail instead of ending the process.
+void ignoreWriteSignals();
+
+/// Lets the death of this process leave no memory image behind.
+void leaveNoCoreDump();
+
+bool standardErrorIsTerminal();
+
+/// Whether standard input is read from the file at `path`.
+bool standardInputIs(const std::string& path);
+
+/// Whether files may be created in `folder`.
+bool mayWriteIn(const std::string& folder);
+
+/// The path of the running program's own file, to be started again.
+std::string ownProgram();
+
+/// Keeps requests to end the process waiting as long as it lives.
+class SignalsLater {
+ public:
+  SignalsLater();
+  ~SignalsLater();
+  SignalsLater(const SignalsLater&) = delete;
+  SignalsLater& operator=(const SignalsLater&) = delete;
+};
+
+/// An open file descriptor, or -1; closed with its owner.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) : fd(descriptor) {}
+  ~Descriptor();
+  Descriptor(Descriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd, other.fd);
+    return *this;
+  }
+
+  int get() const { return fd; }
+
+  /// Another descriptor of the same open file, which the caller closes; -1 where there is none.
+  int duplicate() const;
+
+ private:
+  int fd = -1;
+};
+
+/// A file that is open for reading.
+struct InputFile {
+  Descriptor descriptor;
+  bool isCopy = false;  // a temporary file without a name
+};
+
+/// Opens the file at `path`, or standard input for "-". What has no beginning to go back to, such
+/// as a pipe, is copied to a temporary file first. Throws std::system_error.
+InputFile openInput(const std::string& path);
+
+/// How a child process ended.
+struct ChildEnd {
+  int status = 0;  // exit status, where no signal ended it
+  int signal = 0;  // the number of the signal that ended it, 0 for none
+};
+
+/// Another program whose standard output is read and whose standard error is dropped.
+class ChildProcess {
+ public:
+  /// Starts `command`: the name of the program, searched for in PATH unless it has a "/", and its
+  /// arguments. Its standard input is `input`, or empty where that is none. Throws
+  /// std::system_error, with std::errc::no_such_file_or_directory where there is no such program.
+  explicit ChildProcess(const std::vector<std::string>& command, const Descriptor& input = {});
+
+  /// Waits for the end of a child that nobody has waited for; its output is cut off.
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  /// Reads `size` bytes of the output, fewer only at its end. Throws std::system_error.
+  std::size_t read(char* bytes, std::size_t size);
+
+  /// Waits for the end. Called once, after all output has been read.
+  ChildEnd wait();
+
+ private:
+  Descriptor output;
+  int process = -1;
+};
+
+}  // namespace platform

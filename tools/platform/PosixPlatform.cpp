@@ -1,0 +1,228 @@
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+
+#include "platform/Platform.h"
+
+extern char** environ;  // NOLINT(readability-redundant-declaration): not on every system
+
+namespace platform {
+
+namespace {
+
+[[noreturn]] void failWith(int error) { throw std::system_error(error, std::generic_category()); }
+
+[[noreturn]] void failWithErrno() { failWith(errno); }
+
+sigset_t endingSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    sigaddset(&signals, signal);
+  }
+  return signals;
+}
+
+/// Reads until `size` bytes are there or the end is reached.
+std::size_t readFully(int fd, char* bytes, std::size_t size) {
+  std::size_t count = 0;
+  while (count < size) {
+    const ssize_t part = ::read(fd, bytes + count, size - count);
+    if (part == 0) {
+      break;
+    }
+    if (part < 0 && errno != EINTR) {
+      failWithErrno();
+    }
+    count += part < 0 ? 0 : static_cast<std::size_t>(part);
+  }
+  return count;
+}
+
+void writeFully(int fd, const char* bytes, std::size_t size) {
+  while (size > 0) {
+    const ssize_t part = ::write(fd, bytes, size);
+    if (part < 0 && errno != EINTR) {
+      failWithErrno();
+    }
+    const std::size_t count = part < 0 ? 0 : static_cast<std::size_t>(part);
+    bytes += count;
+    size -= count;
+  }
+}
+
+/// A new temporary file for reading and writing, without a name.
+Descriptor createNamelessFile() {
+  const char* const folder = std::getenv("TMPDIR");
+  std::string path = folder != nullptr && *folder != '\0' ? folder : "/tmp";
+  path += "/kestrel7-XXXXXX";
+  Descriptor file(::mkstemp(path.data()));
+  if (file.get() < 0) {
+    failWithErrno();
+  }
+  ::unlink(path.c_str());
+  ::fcntl(file.get(), F_SETFD, FD_CLOEXEC);
+  return file;
+}
+
+/// What `posix_spawn` does with the descriptors of the child.
+class SpawnActions {
+ public:
+  SpawnActions() { ::posix_spawn_file_actions_init(&actions); }
+  ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions); }
+  SpawnActions(const SpawnActions&) = delete;
+  SpawnActions& operator=(const SpawnActions&) = delete;
+
+  void duplicate(int from, int to) { ::posix_spawn_file_actions_adddup2(&actions, from, to); }
+  void openNull(int to, int mode) {
+    ::posix_spawn_file_actions_addopen(&actions, to, "/dev/null", mode, 0);
+  }
+  const posix_spawn_file_actions_t* get() const { return &actions; }
+
+ private:
+  posix_spawn_file_actions_t actions{};
+};
+
+}  // namespace
+
+void holdStandardStreams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(fd, F_GETFD) < 0 && errno == EBADF) {
+      // The lowest free descriptor is this one; its mode is the one that does not work.
+      static_cast<void>(::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+  }
+}
+
+void ignoreWriteSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void leaveNoCoreDump() {
+  const rlimit none{0, 0};
+  ::setrlimit(RLIMIT_CORE, &none);
+}
+
+bool standardErrorIsTerminal() { return ::isatty(STDERR_FILENO) != 0; }
+
+bool standardInputIs(const std::string& path) {
+  struct stat input {};
+  struct stat file {};
+  return ::fstat(STDIN_FILENO, &input) == 0 && ::stat(path.c_str(), &file) == 0 &&
+         input.st_dev == file.st_dev && input.st_ino == file.st_ino;
+}
+
+bool mayWriteIn(const std::string& folder) { return ::access(folder.c_str(), W_OK | X_OK) == 0; }
+
+std::string ownProgram() { return "/proc/self/exe"; }
+
+SignalsLater::SignalsLater() {
+  const sigset_t signals = endingSignals();
+  ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+SignalsLater::~SignalsLater() {
+  const sigset_t signals = endingSignals();
+  ::sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+Descriptor::~Descriptor() {
+  if (fd >= 0) {
+    ::close(fd);
+  }
+}
+
+int Descriptor::duplicate() const { return ::fcntl(fd, F_DUPFD_CLOEXEC, 0); }
+
+InputFile openInput(const std::string& path) {
+  const bool isStandardInput = path == "-";
+  Descriptor file(isStandardInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                  : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat properties {};
+  if (file.get() < 0 || ::fstat(file.get(), &properties) != 0) {
+    failWithErrno();
+  }
+  if (S_ISDIR(properties.st_mode)) {
+    failWith(EISDIR);
+  }
+  // Standard input may have been read in part, and others share its position.
+  if (S_ISREG(properties.st_mode) && !isStandardInput) {
+    return {std::move(file), false};
+  }
+
+  Descriptor copy = createNamelessFile();
+  std::array<char, 65536> block{};
+  std::size_t count = 0;
+  while ((count = readFully(file.get(), block.data(), block.size())) > 0) {
+    writeFully(copy.get(), block.data(), count);
+  }
+  ::lseek(copy.get(), 0, SEEK_SET);
+  return {std::move(copy), true};
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {
+  std::array<int, 2> ends{};
+  if (::pipe(ends.data()) != 0) {
+    failWithErrno();
+  }
+  output = Descriptor(ends[0]);
+  const Descriptor inputOfPipe(ends[1]);
+  for (const int end : ends) {
+    ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  }
+
+  SpawnActions actions;
+  if (input.get() >= 0) {
+    actions.duplicate(input.get(), STDIN_FILENO);
+  } else {
+    actions.openNull(STDIN_FILENO, O_RDONLY);
+  }
+  actions.duplicate(inputOfPipe.get(), STDOUT_FILENO);
+  actions.openNull(STDERR_FILENO, O_WRONLY);
+
+  std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
+  for (const std::string& argument : command) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+  const int error = ::posix_spawnp(&process, arguments.front(), actions.get(), nullptr,
+                                   arguments.data(), environ);
+  if (error != 0) {
+    failWith(error);
+  }
+}
+
+ChildProcess::~ChildProcess() {
+  if (process > 0) {
+    output = Descriptor();
+    wait();
+  }
+}
+
+std::size_t ChildProcess::read(char* bytes, std::size_t size) {
+  return readFully(output.get(), bytes, size);
+}
+
+ChildEnd ChildProcess::wait() {
+  int status = 0;
+  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  }
+  process = -1;
+  if (WIFSIGNALED(status)) {
+    return {.signal = WTERMSIG(status)};
+  }
+  return {.status = WEXITSTATUS(status)};
+}
+
+}  // namespace platform

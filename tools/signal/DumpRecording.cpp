@@ -1,0 +1,9 @@
+#include "signal/DumpRecording.h"
+
+#include "signal/TapeSignal.h"
+#include "signal/WavFile.h"
+
+std::string dumpRecording(std::string_view bank) {
+  const WavFormat format;
+  return wavFile(format, pcmBytes({recordTape(dumpSignal(bank))}, format.bitsPerSample));
+}
