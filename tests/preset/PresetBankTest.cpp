@@ -1,45 +1,29 @@
 #include <gtest/gtest.h>
 
-namespace {
-
-struct PresetPlace {
-  int record;
-  int group;
-  int number;
-};
-
-class PresetBankPlaceTest : public testing::TestWithParam<PresetPlace> {};
-
-}  // namespace
+#include <string>
 
 #include "preset/PresetBank.h"
+#include "preset/PresetRecord.h"
 
 TEST(PresetBank, HoldsFortyRecordsOfTwentyFourBytesInGroupsOfEight) {
-  EXPECT_EQ(presetSize, 24);
-  EXPECT_EQ(presetCount, 40);
-  EXPECT_EQ(presetsPerGroup, 8);
-  EXPECT_EQ(presetBankSize, 960);
   EXPECT_EQ(sizeof(PresetBank), 960U);
+  const struct {
+    int record;
+    int group;
+    int number;
+  } rows[] = {{0, 1, 1}, {7, 1, 8}, {8, 2, 1}, {31, 4, 8}, {39, 5, 8}};
+  for (const auto& [record, group, number] : rows) {
+    EXPECT_EQ(presetGroup(record), group) << record;
+    EXPECT_EQ(presetNumber(record), number) << record;
+  }
 }
 
-TEST(PresetBank, NumbersTheRecordsGroupByGroup) {
-  int record = 0;
-  for (int group = 1; group <= 5; ++group) {
-    for (int number = 1; number <= 8; ++number) {
-      EXPECT_EQ(presetGroup(record), group) << "record " << record;
-      EXPECT_EQ(presetNumber(record), number) << "record " << record;
-      ++record;
+TEST(PresetRecord, GivesEachByteAsASwitchAndASevenBitValue) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string record(24, static_cast<char>(byte));
+    for (const PresetField& field : presetFields) {
+      const int expected = field.kind == FieldKind::Switch ? byte / 128 : byte % 128;
+      ASSERT_EQ(presetFieldValue(record.data(), field), expected) << field.key << ", " << byte;
     }
   }
-  EXPECT_EQ(record, 40);
 }
-
-TEST_P(PresetBankPlaceTest, IsGroupAndNumberWithinIt) {
-  const auto [record, group, number] = GetParam();
-  EXPECT_EQ(presetGroup(record), group) << "record " << record;
-  EXPECT_EQ(presetNumber(record), number) << "record " << record;
-}
-
-INSTANTIATE_TEST_SUITE_P(FirstAndLastOfGroups, PresetBankPlaceTest,
-                         testing::Values(PresetPlace{0, 1, 1}, PresetPlace{7, 1, 8},
-                                         PresetPlace{8, 2, 1}, PresetPlace{39, 5, 8}));
