@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <numbers>
+#include <numeric>
+#include <vector>
+
+#include "support/TapeSimulator.h"
+
+namespace {
+
+using Samples = std::vector<float>;
+
+constexpr double sampleRate = 44100.0;
+constexpr HalfPeriod S = HalfPeriod::Short;
+constexpr HalfPeriod L = HalfPeriod::Long;
+
+const HalfPeriods lowTone(2200, L);  // more than two seconds
+const HalfPeriods shortTone(20, S);
+
+/// The lengths of the runs of samples above 0.0 and not above it.
+std::vector<int> runLengths(const Samples& recording) {
+  std::vector<int> lengths;
+  for (std::size_t i = 0; i < recording.size(); ++i) {
+    if (i == 0 || (recording[i] > 0.0F) != (recording[i - 1] > 0.0F)) {
+      lengths.push_back(0);
+    }
+    ++lengths.back();
+  }
+  return lengths;
+}
+
+/// The speed that the length of the half-period of 42 samples at `time` shows.
+double speedAt(double time, const Samples& recording) {
+  int end = 0;
+  for (const int length : runLengths(recording)) {
+    end += length;
+    if (end > time * sampleRate) {
+      return 42.0 / length;
+    }
+  }
+  return 0.0;
+}
+
+Samples part(const Samples& samples, std::ptrdiff_t from, std::ptrdiff_t to) {
+  return {samples.begin() + from, samples.begin() + to};
+}
+
+double rootMeanSquare(const Samples& samples) {
+  return std::sqrt(std::inner_product(samples.begin(), samples.end(), samples.begin(), 0.0) /
+                   static_cast<double>(samples.size()));
+}
+
+/// What is recorded where the tape has no tones: one second.
+Samples recordSecondOfSilence(TapeConditions conditions) {
+  conditions.silence = 0.5;
+  return recordTape({}, conditions);
+}
+
+void expectNear(const Samples& recording, const Samples& expected) {
+  ASSERT_EQ(recording.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    ASSERT_NEAR(recording[i], expected[i], 1e-6) << "sample " << i;
+  }
+}
+
+/// The start of the sample with this index; the length of so many samples.
+double start(int sample) { return (sample - 0.5) / sampleRate; }
+double duration(int samples) { return samples / sampleRate; }
+
+}  // namespace
+
+TEST(TapeSimulator, RecordsACleanTapeAsItIs) {
+  EXPECT_EQ(recordTape({S, L, L, S}, {}), recordTape({S, L, L, S}));
+  EXPECT_EQ(recordTape({}, {.silence = 0.01}).size(), 882U);
+}
+
+TEST(TapeSimulator, ChangesEachSample) {
+  const Samples clean = recordTape({S, L, S, S, L});
+  const struct {
+    TapeConditions conditions;
+    std::function<float(float)> change;
+  } rows[] = {
+      {{.level = 0.4}, [](float x) { return x / 2; }},
+      {{.level = 1.6}, [](float x) { return std::clamp(2 * x, -1.0F, 1.0F); }},
+      {{.level = 1.6, .clipLevel = 2.0}, [](float x) { return 2 * x; }},
+      {{.clipLevel = 0.5}, [](float x) { return std::clamp(x, -0.5F, 0.5F); }},
+      {{.level = 0.4, .dcOffset = 0.2}, [](float x) { return x / 2 + 0.2F; }},
+      {{.dcOffset = 0.3, .inverted = true}, [](float x) { return -std::min(x + 0.3F, 1.0F); }},
+      {{.shape = WaveShape::Square},
+       [](float x) { return x == 0.0F ? 0.0F : std::copysign(0.8F, x); }},
+  };
+  for (const auto& [conditions, change] : rows) {
+    Samples expected = clean;
+    std::transform(clean.begin(), clean.end(), expected.begin(), change);
+    expectNear(recordTape({S, L, S, S, L}, conditions), expected);
+  }
+}
+
+TEST(TapeSimulator, PlaysAtASpeed) {
+  const struct {
+    double speed;
+    std::vector<int> runs;
+  } rows[] = {{1.0, {12, 12, 42, 42, 12}},
+              {2.0, {6, 6, 21, 21, 6}},
+              {0.5, {24, 24, 84, 84, 24}},
+              {1.5, {8, 8, 28, 28, 8}}};
+  for (const auto& [speed, runs] : rows) {
+    EXPECT_EQ(runLengths(recordTape({S, S, L, L, S}, {.speed = speed, .silence = 0.0})), runs);
+  }
+}
+
+TEST(TapeSimulator, SwingsAroundTheSpeed) {
+  const struct {
+    TapeConditions conditions;
+    double time;
+    double speed;
+  } rows[] = {
+      {{.wowDepth = 0.2, .silence = 0.0}, 0.25 / 0.7, 1.2},
+      {{.wowDepth = 0.2, .silence = 0.0}, 0.75 / 0.7, 0.8},
+      {{.wowDepth = 0.2, .wowFrequency = 1.0, .silence = 0.0}, 1.25, 1.2},
+      {{.flutterDepth = 0.2, .silence = 0.0}, 0.25 / 12.0, 1.2},
+      {{.flutterDepth = 0.2, .flutterFrequency = 5.0, .silence = 0.0}, 0.15, 0.8},
+      {{.speed = 0.5,
+        .wowDepth = 0.1,
+        .wowFrequency = 0.5,
+        .flutterDepth = 0.1,
+        .flutterFrequency = 2.5,
+        .dcOffset = 1e-9,
+        .silence = 0.3},
+       0.5,
+       0.6},
+  };
+  for (const auto& [conditions, time, speed] : rows) {
+    EXPECT_NEAR(speedAt(time, recordTape(lowTone, conditions)), speed, 0.03) << time;
+  }
+}
+
+TEST(TapeSimulator, FiltersTheTones) {
+  const struct {
+    HalfPeriod tone;
+    TapeConditions conditions;
+    double gain;
+    double tolerance;
+  } rows[] = {
+      {L, {.lowCut = 525.0, .silence = 0.0}, 0.707, 0.04},
+      {S, {.highCut = 1837.5, .silence = 0.0}, 0.707, 0.04},
+      {S, {.lowCut = 183.75, .silence = 0.0}, 1.0, 0.03},
+      {L, {.highCut = 5250.0, .silence = 0.0}, 1.0, 0.03},
+      {S, {.highCut = 183.75, .silence = 0.0}, 0.1, 0.02},
+      {L, {.lowCut = 5250.0, .silence = 0.0}, 0.1, 0.05},
+  };
+  for (const auto& [tone, conditions, gain, tolerance] : rows) {
+    const Samples recording = recordTape(HalfPeriods(400, tone), conditions);
+    const auto size = static_cast<std::ptrdiff_t>(recording.size());
+    EXPECT_NEAR(rootMeanSquare(part(recording, size / 2, size)), gain * 0.8 / std::sqrt(2.0),
+                tolerance);
+  }
+  expectNear(recordSecondOfSilence({.lowCut = 5000.0, .highCut = 10.0, .dcOffset = 0.25}),
+             Samples(44100, 0.25F));
+}
+
+TEST(TapeSimulator, AddsNoise) {
+  const Samples noise = recordSecondOfSilence({.noise = 0.1});
+  const double mean = std::accumulate(noise.begin(), noise.end(), 0.0) / sampleRate;
+  const double neighbours = std::inner_product(noise.begin() + 1, noise.end(), noise.begin(), 0.0);
+  EXPECT_NEAR(mean, 0.0, 0.002);
+  EXPECT_NEAR(rootMeanSquare(noise), 0.1, 0.002);
+  EXPECT_NEAR(neighbours / sampleRate, 0.0, 0.0002);
+  EXPECT_EQ(noise, recordSecondOfSilence({.noise = 0.1, .noiseSeed = 1}));
+  EXPECT_NE(noise, recordSecondOfSilence({.noise = 0.1, .noiseSeed = 2}));
+  EXPECT_EQ(noise, recordSecondOfSilence({.noise = 0.0625, .noiseInSilence = 0.0375}));
+
+  const Samples clean = recordTape(shortTone);
+  const Samples noisySilence = recordTape(shortTone, {.noiseInSilence = 0.1});
+  EXPECT_EQ(part(noisySilence, 11025, 11265), part(clean, 11025, 11265));
+  EXPECT_NEAR(rootMeanSquare(part(noisySilence, 0, 11025)), 0.1, 0.005);
+  EXPECT_NEAR(rootMeanSquare(part(noisySilence, 11265, 22290)), 0.1, 0.005);
+}
+
+TEST(TapeSimulator, AddsHum) {
+  for (const double frequency : {50.0, 60.0}) {
+    Samples expected = recordTape(shortTone);
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      const double turns = frequency * static_cast<double>(i) / sampleRate;
+      expected[i] += static_cast<float>(0.1 * std::sin(2.0 * std::numbers::pi * turns));
+    }
+    expectNear(recordTape(shortTone, {.hum = 0.1, .humFrequency = frequency}), expected);
+  }
+}
+
+TEST(TapeSimulator, LosesTheTonesInADropOut) {
+  TapeConditions conditions{.dcOffset = 0.1, .silence = 0.0};
+  Samples expected = recordTape(shortTone, conditions);
+  conditions.dropOutStart = start(100);
+  conditions.dropOutDuration = duration(30);
+  conditions.dropOutLevel = 0.25;
+  std::for_each(expected.begin() + 100, expected.begin() + 130,
+                [](float& sample) { sample = 0.1F + (sample - 0.1F) * 0.25F; });
+  expectNear(recordTape(shortTone, conditions), expected);
+}
+
+TEST(TapeSimulator, FiltersWhatADropOutLeaves) {
+  // A high cut of 200 Hz takes its time to forget the tone: the drop-out comes before the filter.
+  const Samples recording = recordTape(HalfPeriods(10, L), {.shape = WaveShape::Square,
+                                                            .highCut = 200.0,
+                                                            .dropOutStart = start(30),
+                                                            .dropOutDuration = duration(12),
+                                                            .silence = 0.0});
+  const double decay = std::exp(-2.0 * std::numbers::pi * 200.0 / sampleRate);
+  for (std::size_t i = 30; i < 42; ++i) {
+    EXPECT_NEAR(recording[i], recording[i - 1] * decay, 1e-6) << "sample " << i;
+  }
+  EXPECT_GT(recording[41], 0.2F);
+}
+
+TEST(TapeSimulator, StandsAtTheEndOfTheScaleInAClick) {
+  const struct {
+    TapeConditions conditions;
+    float level;
+  } rows[] = {{{}, 1.0F},
+              {{.hum = 0.3, .dcOffset = -0.2}, 1.0F},
+              {{.clipLevel = 0.5}, 0.5F},
+              {{.inverted = true}, -1.0F}};
+  for (auto [conditions, level] : rows) {
+    Samples expected = recordTape({L, L, L}, conditions);
+    conditions.clickStart = start(11085);
+    conditions.clickDuration = duration(15);
+    std::fill_n(expected.begin() + 11085, 15, level);
+    EXPECT_EQ(recordTape({L, L, L}, conditions), expected);
+  }
+}
