@@ -5,11 +5,12 @@
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
 #include "report/Cards.h"
-#include "report/Svg.h"
+#include "report/Markup.h"
 
 namespace {
 
 using report::coordinate;
+using report::element;
 using report::svgText;
 
 constexpr int width = 1120;
@@ -24,8 +25,9 @@ constexpr const char* kinds[presetsPerGroup] = {"bass",  "brass", "strings", "le
                                                 "organ", "bells", "keys",    "wind"};
 
 std::string placed(int x, int y, const std::string& content) {
-  return "<g transform=\"translate(" + std::to_string(x) + " " + std::to_string(y) + ")\">\n" +
-         content + "</g>\n";
+  return element("g",
+                 {{"transform", "translate(" + std::to_string(x) + " " + std::to_string(y) + ")"}},
+                 content);
 }
 
 /// The style of the cards with the colours in place of their names, which only browsers know.
@@ -45,12 +47,13 @@ std::string plainStyle() {
 }
 
 std::string picture(const PresetBank& bank) {
-  std::string result =
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(width) + " " +
-      std::to_string(height) + "\" font-family=\"Helvetica, Arial, sans-serif\">\n" +
-      "<title>The sample bank: 40 presets</title>\n<style>\n" + plainStyle() +
-      "</style>\n<rect width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height) +
-      "\" rx=\"12\" fill=\"#ffffff\"/>\n<defs>\n" + report::cardDefinition() + "</defs>\n";
+  std::string result = element("title", {}, "The sample bank: 40 presets") +
+                       element("style", {}, plainStyle()) +
+                       report::shape("rect", {{"width", std::to_string(width)},
+                                              {"height", std::to_string(height)},
+                                              {"rx", "12"},
+                                              {"fill", "#ffffff"}}) +
+                       element("defs", {}, report::cardDefinition());
   result += svgText(std::to_string(left), 36, 20, "text bold", "The sample bank");
   result +=
       svgText(std::to_string(right), 36, 14, "faint-text", "five groups of eight presets", "end");
@@ -63,7 +66,11 @@ std::string picture(const PresetBank& bank) {
     }
     result += placed(x, y, report::card(bank, record));
   }
-  return result + placed(left, legendTop, report::cardLegend(bank, explained)) + "</svg>\n";
+  return element("svg",
+                 {{"xmlns", "http://www.w3.org/2000/svg"},
+                  {"viewBox", "0 0 " + std::to_string(width) + " " + std::to_string(height)},
+                  {"font-family", "Helvetica, Arial, sans-serif"}},
+                 result + placed(left, legendTop, report::cardLegend(bank, explained)));
 }
 
 }  // namespace

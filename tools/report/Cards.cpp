@@ -8,7 +8,7 @@
 
 #include "preset/K7_PresetRevisionConverter.h"
 #include "preset/PresetRecord.h"
-#include "report/Svg.h"
+#include "report/Markup.h"
 #include "report/Words.h"
 
 namespace report {
@@ -167,10 +167,11 @@ std::string wavePath(std::size_t wave, int x, int middle, double pulseWidth) {
   return "M" + std::to_string(x) + " " + coordinate(middle + waveHeight / 2.0) + shape + shape;
 }
 
-std::string dot(int x, int middle, double radius, std::string_view classes) {
-  std::string element = "<circle cx=\"" + std::to_string(x) + "\" cy=\"" + std::to_string(middle);
-  element += "\" r=\"" + coordinate(radius) + "\" class=\"";
-  return element.append(classes) + "\"/>\n";
+std::string dot(int x, int middle, double radius, const std::string& classes) {
+  return shape("circle", {{"cx", std::to_string(x)},
+                          {"cy", std::to_string(middle)},
+                          {"r", coordinate(radius)},
+                          {"class", classes}});
 }
 
 std::string waves(const Preset& preset) {
@@ -226,8 +227,7 @@ struct Box {
   double height = 0.0;
 };
 
-/// Where a card shows the field of `key`; without width if it does not.
-Box placeOf(std::string_view key) {
+Box placeInEnvelopes(std::string_view key) {
   for (const Envelope& envelope : envelopes) {
     for (std::size_t i = 0; i < stages.size(); ++i) {
       if (key == std::string(envelope.prefix) + stages[i]) {
@@ -235,11 +235,16 @@ Box placeOf(std::string_view key) {
       }
     }
   }
+  return {};
+}
+
+bool isKey(std::string_view key, const char* other) { return other != nullptr && key == other; }
+
+Box placeInWaves(std::string_view key) {
   for (const WaveRow& row : waveRows) {
     const double top = row.middle - 7.5;
     for (std::size_t i = 0; i < row.waves.size(); ++i) {
-      if ((row.waves[i] != nullptr && key == row.waves[i]) ||
-          (i == Pulse && row.pulseWidth != nullptr && key == row.pulseWidth)) {
+      if (isKey(key, row.waves[i]) || (i == Pulse && isKey(key, row.pulseWidth))) {
         return {waveX(i) - 1.0, top, waveWidth + 2.0, 15.0};
       }
     }
@@ -247,6 +252,10 @@ Box placeOf(std::string_view key) {
       return {right - 20.0, top, 22.0, 15.0};
     }
   }
+  return {};
+}
+
+Box placeInBars(std::string_view key) {
   for (std::size_t group = 0; group < barGroups.size(); ++group) {
     for (std::size_t bar = 0; bar < barGroups[group].keys.size(); ++bar) {
       if (key == barGroups[group].keys[bar]) {
@@ -254,16 +263,36 @@ Box placeOf(std::string_view key) {
       }
     }
   }
+  return {};
+}
+
+Box placeInDots(std::string_view key) {
   for (const DotRow& row : dotRows) {
     for (std::size_t i = 0; i < row.keys.size(); ++i) {
-      if (row.keys[i] != nullptr && key == row.keys[i]) {
+      if (isKey(key, row.keys[i])) {
         return {dotX(i) - 5.0, row.middle - 5.0, 10.0, 10.0};
       }
     }
   }
+  return {};
+}
+
+Box placeInHead(std::string_view key) {
   for (const HeadWord& word : headWords) {
     if (key == word.key) {
       return {word.right - word.width + 1.0, 8.0, static_cast<double>(word.width), 14.0};
+    }
+  }
+  return {};
+}
+
+/// Where a card shows the field of `key`; without width if it does not.
+Box placeOf(std::string_view key) {
+  for (const auto& place :
+       {placeInEnvelopes, placeInWaves, placeInBars, placeInDots, placeInHead}) {
+    const Box box = place(key);
+    if (box.width > 0.0) {
+      return box;
     }
   }
   return {};
@@ -315,15 +344,17 @@ std::string blankCard() {
   return result;
 }
 
-std::string frame(std::string_view classes) {
-  std::string element = "<rect x=\"0.5\" y=\"0.5\" width=\"" + std::to_string(cardWidth - 1) +
-                        "\" height=\"" + std::to_string(cardHeight - 1) + "\" rx=\"6\" class=\"";
-  return element.append(classes) + "\"/>\n";
+std::string frame(const std::string& classes) {
+  return shape("rect", {{"x", "0.5"},
+                        {"y", "0.5"},
+                        {"width", std::to_string(cardWidth - 1)},
+                        {"height", std::to_string(cardHeight - 1)},
+                        {"rx", "6"},
+                        {"class", classes}});
 }
 
-std::string strong(std::string_view content, std::string_view classes = "text") {
-  std::string element = "<tspan font-weight=\"bold\" class=\"";
-  return element.append(classes).append("\">").append(content) + "</tspan>";
+std::string strong(std::string_view content, const std::string& classes = "text") {
+  return element("tspan", {{"font-weight", "bold"}, {"class", classes}}, content);
 }
 
 template <class Keys>
@@ -365,7 +396,7 @@ std::string drawingStyle(bool withDark) {
          ".mark{fill:var(--doubt);fill-opacity:.18;stroke:var(--doubt);stroke-dasharray:2 2}\n";
 }
 
-std::string cardDefinition() { return "<g id=\"card\">\n" + blankCard() + "</g>\n"; }
+std::string cardDefinition() { return element("g", {{"id", "card"}}, blankCard()); }
 
 std::string card(const PresetBank& bank, int record, const recovery::PresetReading* reading) {
   const auto verdict = reading != nullptr ? reading->verdict : recovery::Verdict::Sure;
@@ -373,7 +404,7 @@ std::string card(const PresetBank& bank, int record, const recovery::PresetReadi
   const bool isInDoubt = verdict == recovery::Verdict::Doubtful;
   const std::string name = presetName(record) + (isInDoubt ? " ?" : "");
   std::string result = frame(isMissing ? "frame-missing" : isInDoubt ? "frame-doubtful" : "frame");
-  result += "<use href=\"#card\"/>\n";
+  result += shape("use", {{"href", "#card"}});
   result +=
       svgText(std::to_string(left), 20, 14, isInDoubt ? "doubt-text bold" : "text bold", name);
   if (isMissing) {
@@ -408,7 +439,7 @@ std::string cardLegend(const PresetBank& bank, int record) {
   constexpr double textLeft = cardRight + 34;
   constexpr double top = 28.0;
   std::string result = svgText("0", 8, 17, "text bold", "How to read a card");
-  result += "<g transform=\"translate(0 28) scale(1.8)\">\n" + card(bank, record) + "</g>\n";
+  result += element("g", {{"transform", "translate(0 28) scale(1.8)"}}, card(bank, record));
 
   const auto note = [&](double y, const std::vector<std::string>& lines) {
     const double middle = top + scale * y;

@@ -95,7 +95,6 @@ class Finder {
  private:
   using Counts = std::array<int, rules.size()>;
 
-  int& lostTo(Counts& counts, Cause cause) const { return counts[static_cast<std::size_t>(cause)]; }
   int lost(Cause cause) const { return presetsLost[static_cast<std::size_t>(cause)]; }
 
   /// The cause that a preset's reason speaks of in this recording.
@@ -137,7 +136,7 @@ class Finder {
       if (preset.verdict != recovery::Verdict::Sure &&
           preset.reason != recovery::Reason::TakesDisagree &&
           recordingOfTake(results, preset.take) == static_cast<int>(index)) {
-        ++lostTo(counts, causeOf(preset.reason, record));
+        ++counts[static_cast<std::size_t>(causeOf(preset.reason, record))];
       }
     }
     return counts;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "report/Causes.h"
-#include "report/Svg.h"
+#include "report/Markup.h"
 #include "report/Words.h"
 
 namespace report {
@@ -33,42 +33,54 @@ struct Axis {
   bool holds(double value) const { return value >= first && value <= last; }
 };
 
-std::string opened(int height, std::string_view label) {
-  std::string element =
-      "<svg class=\"drawing\" role=\"img\" width=\"100%\" height=\"" + std::to_string(height);
-  return element.append("\" aria-label=\"").append(escaped(label)) + "\">\n";
+std::string drawing(int height, std::string_view description, std::string_view content) {
+  return element("svg",
+                 {{"class", "drawing"},
+                  {"role", "img"},
+                  {"width", "100%"},
+                  {"height", std::to_string(height)},
+                  {"aria-label", escaped(description)}},
+                 content);
 }
 
 /// A drawing within a drawing, in which x runs from 0 to `width` and y from 0 to 1000.
 std::string plot(int top, int height, double width, std::string_view content) {
-  std::string element = "<svg x=\"0\" y=\"" + std::to_string(top) + "\" width=\"100%\" height=\"" +
-                        std::to_string(height) + "\" viewBox=\"0 0 " + coordinate(width) +
-                        " 1000\" preserveAspectRatio=\"none\">\n";
-  return element.append(content) + "</svg>\n";
+  return element("svg",
+                 {{"x", "0"},
+                  {"y", std::to_string(top)},
+                  {"width", "100%"},
+                  {"height", std::to_string(height)},
+                  {"viewBox", "0 0 " + coordinate(width) + " 1000"},
+                  {"preserveAspectRatio", "none"}},
+                 content);
 }
 
-std::string verticalLine(double part, double top, double bottom, std::string_view classes) {
+std::string verticalLine(double part, double top, double bottom, const std::string& classes) {
   const std::string x = percent(part);
-  std::string element = "<line x1=\"" + x + "\" x2=\"" + x + "\" y1=\"" + coordinate(top) +
-                        "\" y2=\"" + coordinate(bottom) + "\" class=\"";
-  return element.append(classes) + "\"/>\n";
+  return shape("line", {{"x1", x},
+                        {"x2", x},
+                        {"y1", coordinate(top)},
+                        {"y2", coordinate(bottom)},
+                        {"class", classes}});
 }
 
-std::string horizontalLine(double y, std::string_view classes) {
-  std::string element =
-      "<line x1=\"0\" x2=\"100%\" y1=\"" + coordinate(y) + "\" y2=\"" + coordinate(y);
-  return element.append("\" class=\"").append(classes) + "\"/>\n";
+std::string horizontalLine(double y, const std::string& classes) {
+  return shape("line", {{"x1", "0"},
+                        {"x2", "100%"},
+                        {"y1", coordinate(y)},
+                        {"y2", coordinate(y)},
+                        {"class", classes}});
 }
 
 std::string box(const Axis& axis, double start, double end, double top, double height,
-                std::string_view classes) {
+                const std::string& classes) {
   const double from = std::clamp(axis.part(start), 0.0, 1.0);
   const double to = std::clamp(axis.part(end), 0.0, 1.0);
   return to > from ? svgBox(percent(from), top, percent(to - from), height, classes) : "";
 }
 
 std::string label(double part, double y, std::string_view content,
-                  std::string_view classes = "faint-text") {
+                  const std::string& classes = "faint-text") {
   const bool isAtEnd = part > 0.93;
   const char* anchor = part < 0.05 ? "start" : isAtEnd ? "end" : "middle";
   const double place = part < 0.05 && part > -0.01 ? std::max(part, 0.002) : part;
@@ -88,8 +100,9 @@ std::string timeAxis(const Axis& time, double y) {
   if (!(distance > 0.0)) {
     return result;
   }
-  for (double tick = std::ceil(time.first / distance) * distance; tick <= time.last;
-       tick += distance) {
+  const auto lastTick = static_cast<int>(time.last / distance);
+  for (int i = static_cast<int>(std::ceil(time.first / distance)); i <= lastTick; ++i) {
+    const double tick = i * distance;
     const std::string whole = clock(tick);
     result += verticalLine(time.part(tick), y - 15, y - 11, "faint");
     result += label(time.part(tick), y,
@@ -171,8 +184,8 @@ std::string dropOutMarks(const recovery::Take& take, const Axis& time) {
   for (const recovery::DropOut& dropOut : take.dropOuts) {
     const double middle = 0.5 * (dropOut.span.start + dropOut.span.end);
     if (time.holds(middle)) {
-      result += "<svg x=\"" + percent(time.part(middle)) +
-                "\" overflow=\"visible\"><path d=\"M-4 0h8l-4 8z\" class=\"drop-out\"/></svg>\n";
+      result += element("svg", {{"x", percent(time.part(middle))}, {"overflow", "visible"}},
+                        svgPath("M-4 0h8l-4 8z", "drop-out"));
     }
   }
   return result;
@@ -184,7 +197,7 @@ std::string overTime(const Results& results, std::size_t index, const Axis& time
   constexpr int stripTop = levelHeight + 16;
   constexpr int bottom = stripTop + 42;
   const Recording& recording = results.recordings[index];
-  std::string result = opened(bottom + axisHeight, description);
+  std::string result;
   for (const double level : {-20.0, -40.0, -60.0}) {
     const double y = 8 + levelHeight * level / lowestLevel;
     result += horizontalLine(y, "grid");
@@ -195,7 +208,7 @@ std::string overTime(const Results& results, std::size_t index, const Axis& time
     result += strip(results, *take, time, stripTop);
     result += dropOutMarks(*take, time);
   }
-  return result + timeAxis(time, bottom + 16) + "</svg>\n";
+  return drawing(bottom + axisHeight, description, result + timeAxis(time, bottom + 16));
 }
 
 std::string points(const std::vector<recovery::SpeedPoint>& speed, const Axis& time,
@@ -326,9 +339,13 @@ std::string drawingRules() {
 }
 
 std::string drawingDefinitions() {
-  return "<pattern id=\"hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\" "
-         "patternTransform=\"rotate(45)\"><rect width=\"6\" height=\"6\" class=\"hatch-ground\"/>"
-         "<path d=\"M1.5 0v6\" class=\"hatch-line\"/></pattern>\n";
+  return element("pattern",
+                 {{"id", "hatch"},
+                  {"width", "6"},
+                  {"height", "6"},
+                  {"patternUnits", "userSpaceOnUse"},
+                  {"patternTransform", "rotate(45)"}},
+                 svgBox("0", 0, "6", 6, "hatch-ground") + svgPath("M1.5 0v6", "hatch-line", 2.0));
 }
 
 std::string levelDrawing(const Results& results, std::size_t recording) {
@@ -368,19 +385,21 @@ std::string speedDrawing(const Recording& recording) {
     axis = {std::min(axis.first, borne.slowest - 0.03), std::max(axis.last, borne.fastest + 0.03)};
   }
   const auto y = [&](double speed) { return height * (1.0 - axis.part(speed)); };
-  std::string result = opened(height + axisHeight, "Speed of the tape over the dump");
+  std::string result;
   if (borne.fastest > 0.0) {
     result += svgBox("0", y(borne.fastest), "100%", y(borne.slowest) - y(borne.fastest), "band");
   }
   result += horizontalLine(y(1.0), "nominal");
-  for (double speed = 0.7; speed < 1.5; speed += 0.1) {
+  for (int tenths = 7; tenths < 15; ++tenths) {
+    const double speed = tenths / 10.0;
     if (axis.holds(speed)) {
       result += horizontalLine(y(speed), "grid");
       result += label(0.0, y(speed) - 2, decimal(100.0 * speed, 0) + " %");
     }
   }
   result += plot(0, height, 1000.0, svgPath(points(take->speed, time, axis), "curve"));
-  return result + timeAxis(time, height + 16) + "</svg>\n";
+  return drawing(height + axisHeight, "Speed of the tape over the dump",
+                 result + timeAxis(time, height + 16));
 }
 
 std::string halfPeriodDrawing(const Recording& recording) {
@@ -399,8 +418,7 @@ std::string halfPeriodDrawing(const Recording& recording) {
   // The converter counts samples of the file, the drawing those of 44,100 a second.
   const double rate = recording.facts.sampleRate;
   const double scale = rate > 0.0 ? nominalRate / rate : 1.0;
-  std::string result =
-      opened(height + axisHeight, "How often each length of a half-wave occurs, in samples");
+  std::string result;
   for (const auto& [shortest, longest] :
        {std::array{shortestShort, longestShort}, std::array{shortestLong, longestLong}}) {
     result += box(axis, shortest * scale, longest * scale, 0, height, "band");
@@ -419,7 +437,8 @@ std::string halfPeriodDrawing(const Recording& recording) {
     }
   }
   result += plot(0, height, static_cast<double>(counts.size()), svgPath(steps, "bars"));
-  return result + "</svg>\n";
+  return drawing(height + axisHeight, "How often each length of a half-wave occurs, in samples",
+                 result);
 }
 
 std::string spectrumDrawing(const Recording& recording) {
@@ -438,8 +457,9 @@ std::string spectrumDrawing(const Recording& recording) {
     top = std::max(top, std::isfinite(level) ? static_cast<double>(level) : top);
   }
   top = std::ceil((top + 3.0) / 10.0) * 10.0;
-  std::string result = opened(height + axisHeight, "Spectrum of the dump");
-  for (double level = top - 20.0; level > top - range; level -= 20.0) {
+  std::string result;
+  for (int line = 1; 20 * line < range; ++line) {
+    const double level = top - 20.0 * line;
     const double y = height * (top - level) / range;
     result += horizontalLine(y, "grid");
     result += label(0.0, y - 2, decimal(level, 0) + " dB");
@@ -478,7 +498,7 @@ std::string spectrumDrawing(const Recording& recording) {
       result += label(part, height + 16, grouped(std::llround(frequency)) + " Hz");
     }
   }
-  return result + "</svg>\n";
+  return drawing(height + axisHeight, "Spectrum of the dump", result);
 }
 
 std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPlace& place) {
@@ -494,8 +514,7 @@ std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPla
   constexpr int bottom = halfTop + 22;
   const Axis time{wave.start,
                   wave.start + static_cast<double>(wave.samples.size()) / wave.sampleRate};
-  std::string result =
-      opened(bottom + axisHeight, "Wave, half-waves and bits at " + clock(place.span.start));
+  std::string result;
   result += label(0.0, readTop - 4, "read");
   result += label(0.0, nearlyTop - 4, "nearly read instead");
   for (std::size_t i = 0; i < take.bits.size(); ++i) {
@@ -510,7 +529,8 @@ std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPla
   result += horizontalLine(waveTop + waveHeight / 2.0, "pale");
   result += plot(waveTop, waveHeight, 1000.0, waveCurve(wave));
   result += halfPeriodStrip(wave, time, halfTop);
-  return result + timeAxis(time, bottom + 16) + "</svg>\n";
+  return drawing(bottom + axisHeight, "Wave, half-waves and bits at " + clock(place.span.start),
+                 result + timeAxis(time, bottom + 16));
 }
 
 }  // namespace report

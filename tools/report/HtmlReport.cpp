@@ -7,6 +7,7 @@
 #include "report/Cards.h"
 #include "report/Causes.h"
 #include "report/Drawings.h"
+#include "report/Markup.h"
 #include "report/Report.h"
 #include "report/Words.h"
 
@@ -15,6 +16,15 @@ namespace report {
 namespace {
 
 constexpr std::size_t mostPlaces = 20;  // in the whole report
+
+constexpr const char* pageHead = R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width,initial-scale=1">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
+<meta name="color-scheme" content="light dark">
+)";
 
 constexpr const char* pageRules = R"(
 *{box-sizing:border-box}
@@ -32,6 +42,7 @@ ol{padding-left:1.4em;margin:0}ol li{margin-bottom:8px}
 .grid th{font-weight:normal;color:var(--faint);font-size:.9rem;padding:0 4px}
 .grid td{padding:0;width:40px}.grid a{display:block;text-align:center;text-decoration:none;
 border:2px solid;border-radius:6px;font-weight:bold;line-height:30px}
+.unseen{position:absolute;width:1px;height:1px;overflow:hidden;clip-path:inset(50%)}
 .v-sure{color:var(--sure)}.v-doubtful{color:var(--doubt)}
 .v-missing{color:var(--miss)}.grid .v-missing{border-style:dashed}
 .scroll{overflow-x:auto}.wide{min-width:720px}
@@ -46,7 +57,7 @@ font-variant-numeric:tabular-nums}
 #definitions{position:absolute;width:0;height:0}
 input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
 #revision1:checked~.cards .of3,#revision3:checked~.cards .of1{display:none}
-.hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt);stroke-width:2}
+.hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt)}
 @media (min-width:1000px){.cards{grid-template-columns:repeat(8,1fr)}
 .pair{display:grid;grid-template-columns:1fr 1fr;gap:0 32px}}
 @media (max-width:500px){dl{grid-template-columns:1fr}dd{margin-bottom:6px}.grid{border-spacing:2px}
@@ -56,14 +67,18 @@ print-color-adjust:exact}figure,.card,li,tr{break-inside:avoid}h2,h3{break-after
 .cards{grid-template-columns:repeat(8,1fr);gap:4px}label,input{display:none}.wide{min-width:0}}
 )";
 
-std::string element(std::string_view name, std::string_view content,
-                    std::string_view classes = "") {
-  std::string result = "<";
-  result.append(name);
-  if (!classes.empty()) {
-    result.append(" class=\"").append(classes).append("\"");
-  }
-  return result.append(">").append(content).append("</").append(name) + ">\n";
+std::string element(std::string_view name, std::string_view content) {
+  return report::element(name, {}, content);
+}
+
+std::string element(std::string_view name, std::string_view content, const std::string& classes) {
+  return report::element(name, {{"class", classes}}, content);
+}
+
+/// A link to a preset's card.
+std::string presetLink(int record, std::string_view content, const std::string& classes = "link") {
+  return report::element("a", {{"href", "#preset" + presetName(record)}, {"class", classes}},
+                         content);
 }
 
 std::string figure(const std::string& drawing, std::string_view caption) {
@@ -120,8 +135,9 @@ std::string findingList(const Results& results, std::size_t recording) {
 }
 
 std::string key(const char* classes, const char* word) {
-  return "<svg class=\"key\"><rect width=\"22\" height=\"12\" class=\"" + std::string(classes) +
-         "\"/></svg>" + word;
+  return element("svg", shape("rect", {{"width", "22"}, {"height", "12"}, {"class", classes}}),
+                 "key") +
+         word;
 }
 
 std::string recordingSection(const Results& results, std::size_t index) {
@@ -149,23 +165,25 @@ std::string recordingSection(const Results& results, std::size_t index) {
 }
 
 std::string gridSection(const recovery::BankReading& bank) {
-  std::string rows = "<tr><th></th>";
+  std::string row = "<th></th>";
   for (int number = 1; number <= presetsPerGroup; ++number) {
-    rows += "<th scope=\"col\">" + std::to_string(number) + "</th>";
+    row += element("th", std::to_string(number));
   }
+  std::string rows;
   for (int record = 0; record < presetCount; ++record) {
     const recovery::Verdict verdict = bank.presets[static_cast<std::size_t>(record)].verdict;
     const char* sign = verdict == recovery::Verdict::Sure       ? "&#10003;"
                        : verdict == recovery::Verdict::Doubtful ? "?"
                                                                 : "&ndash;";
     if (presetNumber(record) == 1) {
-      rows += "</tr>\n<tr><th scope=\"row\">" + std::to_string(presetGroup(record)) + "</th>";
+      rows += element("tr", row);
+      row = element("th", std::to_string(presetGroup(record)));
     }
-    rows += "<td><a href=\"#preset" + presetName(record) + "\" class=\"v-" + verdictWord(verdict) +
-            "\" aria-label=\"" + presetName(record) + " " + verdictWord(verdict) + "\">" + sign +
-            "</a></td>";
+    const std::string name = presetName(record) + " " + verdictWord(verdict);
+    row += element("td", presetLink(record, element("span", sign) + element("span", name, "unseen"),
+                                    std::string("v-") + verdictWord(verdict)));
   }
-  return element("table", rows + "</tr>", "grid") +
+  return element("table", rows + element("tr", row), "grid") +
          element("p", "&#10003; sure, ? doubtful, &ndash; missing; rows are groups.", "quiet");
 }
 
@@ -174,9 +192,9 @@ std::string presetRow(const Results& results, int record) {
   const int index = recordingOfTake(results, preset.take);
   const bool isInDoubt = preset.verdict == recovery::Verdict::Doubtful && index >= 0;
   const auto recording = static_cast<std::size_t>(std::max(index, 0));
-  std::string cells = "<td><a href=\"#preset" + presetName(record) + "\">" + presetName(record) +
-                      "</a></td><td class=\"v-" + verdictWord(preset.verdict) + "\">" +
-                      verdictWord(preset.verdict) + "</td>";
+  std::string cells =
+      element("td", presetLink(record, presetName(record))) +
+      element("td", verdictWord(preset.verdict), std::string("v-") + verdictWord(preset.verdict));
   cells += element("td", isInDoubt ? clock(preset.worstTime) : "", "figure");
   cells += element(
       "td", isInDoubt ? grouped(sampleAt(results.recordings[recording], preset.worstTime)) : "",
@@ -197,14 +215,13 @@ std::string doubtfulSection(const Results& results) {
   if (rows.empty()) {
     return rows;
   }
-  const std::string recording = results.recordings.size() > 1 ? "<th>Recording</th>" : "";
+  const std::string head =
+      element("th", "Preset") + element("th", "") + element("th", "Time", "figure") +
+      element("th", "Sample", "figure optional") +
+      (results.recordings.size() > 1 ? element("th", "Recording") : "") + element("th", "Why");
   return element("h2", "Doubtful and missing presets") +
          element("p", "The time is that of the least sure bit.", "quiet") +
-         element("table",
-                 "<tr><th>Preset</th><th></th><th class=\"figure\">Time</th>"
-                 "<th class=\"figure optional\">Sample</th>" +
-                     recording + "<th>Why</th></tr>\n" + rows,
-                 "list");
+         element("table", element("tr", head) + rows, "list");
 }
 
 std::string bitsOf(const recovery::DoubtfulPlace& place) {
@@ -232,8 +249,8 @@ std::string placesSection(const Results& results) {
       const std::string name =
           results.recordings.size() > 1 ? " of " + escaped(recording.name) : std::string();
       result += element("h3", clock(place.span.start) + name + ": " + bitsOf(place));
-      const std::string wide = element("div", drawing, "wide");
-      result += "<div class=\"scroll\" tabindex=\"0\">" + wide + "</div>\n";
+      result += report::element("div", {{"class", "scroll"}, {"tabindex", "0"}},
+                                element("div", drawing, "wide"));
     }
   }
   if (result.empty()) {
@@ -257,10 +274,12 @@ std::string cardOf(const recovery::BankReading& reading, int record, const char*
       preset.verdict == recovery::Verdict::Doubtful ? doubtfulKeys(preset) : std::string();
   const auto count = std::count(keys.begin(), keys.end(), ',') + 1;
   const std::string note = count > 4 ? std::to_string(count) + " fields are doubtful" : keys;
-  const std::string drawing = "<svg viewBox=\"0 0 " + std::to_string(cardWidth) + " " +
-                              std::to_string(cardHeight) + "\" role=\"img\" aria-label=\"preset " +
-                              presetName(record) + ", " + verdictWord(preset.verdict) + "\">\n" +
-                              card(reading.bank, record, &preset) + "</svg>";
+  const std::string drawing = report::element(
+      "svg",
+      {{"viewBox", "0 0 " + std::to_string(cardWidth) + " " + std::to_string(cardHeight)},
+       {"role", "img"},
+       {"aria-label", "preset " + presetName(record) + ", " + verdictWord(preset.verdict)}},
+      card(reading.bank, record, &preset));
   return element("div", drawing + note, classes);
 }
 
@@ -268,15 +287,15 @@ std::string cardsSection(const Results& results) {
   const recovery::BankReading moved = asRevision3(results.bank);
   std::string cards;
   for (int record = 0; record < presetCount; ++record) {
-    cards += "<div class=\"card\" id=\"preset" + presetName(record) + "\">\n" +
-             cardOf(results.bank, record, "of3") + cardOf(moved, record, "of1") + "</div>\n";
+    cards += report::element("div", {{"class", "card"}, {"id", "preset" + presetName(record)}},
+                             cardOf(results.bank, record, "of3") + cardOf(moved, record, "of1"));
   }
-  return element("h2", "The presets") +
-         "<input type=\"radio\" name=\"revision\" id=\"revision3\" checked>"
-         "<label for=\"revision3\">Instrument of revision 3</label>"
-         "<input type=\"radio\" name=\"revision\" id=\"revision1\">"
-         "<label for=\"revision1\">Revision 1 or 2</label>\n" +
-         element("div", cards, "cards") +
+  return element("h2", "The presets") + R"(
+<input type="radio" name="revision" id="revision3" checked>
+<label for="revision3">Instrument of revision 3</label>
+<input type="radio" name="revision" id="revision1">
+<label for="revision1">Revision 1 or 2</label>
+)" + element("div", cards, "cards") +
          element("p",
                  "From top to bottom: envelopes of amplifier and filter; waves and frequencies of "
                  "oscillators A and B and of the LFO; levels of mixer, filter and modulation; "
@@ -298,15 +317,11 @@ std::string htmlReport(const Results& results) {
   }
   body += placesSection(results) + cardsSection(results);
   body += element("p", "Made by " + escaped(results.program) + ".", "quiet");
-  return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-         "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
-         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-         "style-src 'unsafe-inline'\">\n"
-         "<meta name=\"color-scheme\" content=\"light dark\">\n<title>" +
-         name + ": " + verdict(results) + "</title>\n<style>\n" + drawingStyle(true) +
-         drawingRules() + pageRules +
-         "</style>\n</head>\n<body>\n<svg id=\"definitions\"><defs>\n" + drawingDefinitions() +
-         cardDefinition() + "</defs></svg>\n" + body + "</body>\n</html>\n";
+  const std::string definitions = report::element(
+      "svg", {{"id", "definitions"}}, element("defs", drawingDefinitions() + cardDefinition()));
+  return pageHead + element("title", name + ": " + verdict(results)) +
+         element("style", drawingStyle(true) + drawingRules() + pageRules) + "</head>\n<body>\n" +
+         definitions + body + "</body>\n</html>\n";
 }
 
 }  // namespace report

@@ -262,7 +262,7 @@ double dataStart(const recovery::Take& take) {
 }
 
 recovery::Span presetSpan(const recovery::Take& take, int record) {
-  const auto first = static_cast<std::size_t>(record * recovery::bitsPerPreset);
+  const auto first = static_cast<std::size_t>(record) * recovery::bitsPerPreset;
   const std::size_t end = std::min(first + recovery::bitsPerPreset, take.bits.size());
   recovery::Span span;
   for (std::size_t i = first; i < end; ++i) {
