@@ -354,7 +354,9 @@ std::string frame(const std::string& classes) {
 }
 
 std::string strong(std::string_view content, const std::string& classes = "text") {
-  return element("tspan", {{"font-weight", "bold"}, {"class", classes}}, content);
+  std::string result = element("tspan", {{"font-weight", "bold"}, {"class", classes}}, content);
+  result.pop_back();  // a line end would be a space before what follows
+  return result;
 }
 
 template <class Keys>
@@ -459,7 +461,7 @@ std::string cardLegend(const PresetBank& bank, int record) {
   for (const Envelope& envelope : envelopes) {
     std::string keys;
     for (const char* stage : stages) {
-      keys += (keys.empty() ? "" : ", ") + std::string(envelope.prefix) + stage;
+      keys.append(keys.empty() ? "" : ", ").append(envelope.prefix).append(stage);
     }
     lines.push_back(strong(envelope.name, envelope.text) + ": " + keys);
   }

@@ -290,9 +290,10 @@ std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const Axis& tim
   std::string result;
   double start = place.span.start;
   for (std::size_t i = 0; i < place.nearlyRead.size(); ++i) {
-    const int bit = place.nearlyRead[i];
+    const int bit = place.nearlyRead[i] == 0 ? 0 : 1;
     const double end = start + (place.span.end - place.span.start) * length(bit) / total;
-    const bool differs = place.nearlyRead.size() != place.read.size() || bit != place.read[i];
+    const bool differs =
+        place.nearlyRead.size() != place.read.size() || place.nearlyRead[i] != place.read[i];
     result += bitCell(time, start, end, top, bit, differs);
     start = end;
   }
