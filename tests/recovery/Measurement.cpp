@@ -97,7 +97,8 @@ void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcom
     ++outcome.recorded;
     outcome.doubted += right && !isSure ? 1 : 0;
     outcome.lost += !right && !isSure ? 1 : 0;
-    if (!right || !isSure) {
+    // Where the beginning is missing there is only the end to count from: right is enough.
+    if (!right || (!isSure && dump.isRecorded.front())) {
       outcome.whole = false;
       if (outcome.firstBadPreset < 0) {
         outcome.firstBadPreset = static_cast<int>(preset);

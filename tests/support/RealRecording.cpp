@@ -77,11 +77,12 @@ T pick(Strength strength, T mild, T typical, T severe) {
 }
 
 void addDropOuts(TapeChain& chain, Random& random, int count, double shortest, double longest,
-                 double shallowest, double deepest) {
+                 double shallowest, double deepest, double widestEdges = 0.15) {
   for (int i = 0; i < count; ++i) {
     chain.dropOuts.push_back({.place = random.between(-0.02, 1.0),
                               .duration = random.byRatio(shortest, longest),
-                              .depth = random.between(shallowest, deepest)});
+                              .depth = random.between(shallowest, deepest),
+                              .edges = random.between(0.15, widestEdges)});
   }
 }
 
@@ -244,7 +245,7 @@ void drawTape(TapeChain& chain, Random& random) {
   chain.followingNoise = random.chance(0.5) ? random.between(22.0, 45.0) : 1000.0;
   if (random.chance(0.4)) {
     addDropOuts(chain, random, static_cast<int>(random.byRatio(1.0, 30.0)), 0.001, 0.045, 4.0,
-                random.chance(0.5) ? 45.0 : 20.0);
+                random.chance(0.5) ? 45.0 : 20.0, 0.5);
   }
   if (random.chance(0.2)) {
     chain.clicks = static_cast<int>(random.byRatio(1.0, 20.0));
@@ -373,18 +374,19 @@ void makeSevere(TapeChain& chain, Random& random) {
 }
 
 void makeIncomplete(TapeChain& chain, Random& random) {
-  const int kind = random.below(4);
-  if (kind != 1) {
-    chain.missingAfter = random.between(0.005, 25.0);
-  }
-  if (kind == 1 || kind == 2) {
-    chain.missingBefore = random.between(0.005, kind == 1 ? 25.0 : 4.0);
-    chain.missingAfter = std::min(chain.missingAfter, 10.0);
-    chain.before = {{Kind::Silence, random.chance(0.5) ? 0.0 : 0.5}};
+  const int kind = random.below(10);
+  if (kind < 6 || kind == 9) {
+    chain.missingAfter = random.between(0.005, 20.0);
+    chain.halfPeriodsAfter = 0;
   }
   // What follows is either silence or the end of the recording.
   chain.after = {{Kind::Silence, random.chance(0.5) ? 0.0 : 1.0}};
-  chain.halfPeriodsAfter = chain.missingAfter > 0.0 ? 0 : chain.halfPeriodsAfter;
+  if (kind >= 6) {
+    chain.missingBefore = random.between(0.005, 10.0);
+    chain.missingAfter = std::min(chain.missingAfter, 8.0);
+    chain.before = {{Kind::Silence, random.chance(0.5) ? 0.0 : 0.5}};
+    chain.after = {{Kind::Silence, 1.0}};
+  }
 }
 
 std::string describe(const TapeChain& chain, bool isPlainWav) {

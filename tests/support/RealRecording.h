@@ -13,7 +13,7 @@ struct RecordedDump {
   PresetBank bank{};
   double start = 0.0;  // seconds: where the first of its bits that was recorded begins
   double end = 0.0;    // seconds: where its last one ends
-  std::array<bool, presetCount> isRecorded{};  // the whole preset lies within the recording
+  std::array<bool, presetCount> isRecorded{};  // in full, where it can be told which one it is
 
   bool isComplete() const;
 };

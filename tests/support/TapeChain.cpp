@@ -138,10 +138,10 @@ class Track {
     return times;
   }
 
-  void dropOut(double start, double duration, double depth) {
+  void dropOut(double start, double duration, double depth, double edges) {
     const auto from = static_cast<std::size_t>(std::max(0.0, start) * rate);
     const auto to = std::min(samples.size(), from + static_cast<std::size_t>(duration * rate));
-    const auto edge = static_cast<float>(std::max(1.0, 0.15 * duration * rate));
+    const auto edge = static_cast<float>(std::max(1.0, edges * duration * rate));
     Filter longWaves = Filter::gentleLowPass(900.0, rate);
     for (std::size_t i = from; i < to; ++i) {
       const auto inside = static_cast<float>(std::min(i - from, to - i));
@@ -511,6 +511,9 @@ RealRecording recordThrough(const TapeChain& chain, const PresetBank& bank,
   recording.mainDump = static_cast<int>(recording.dumps.size());
   recording.dumps.push_back(
       playPart(track, signal, bank, cutBefore, signal.halfPeriods.size() - cutAfter));
+  if (cutBefore > 0 && cutAfter > 0) {
+    recording.dumps.back().isRecorded.fill(false);  // there is no end to count from
+  }
   const RecordedDump main = recording.dumps.back();
   for (const Neighbour& neighbour : chain.after) {
     playNeighbour(track, neighbour, otherBank, recording);
@@ -518,7 +521,7 @@ RealRecording recordThrough(const TapeChain& chain, const PresetBank& bank,
 
   for (const TapeDropOut& dropOut : chain.dropOuts) {
     track.dropOut(main.start + dropOut.place * (main.end - main.start), dropOut.duration,
-                  dropOut.depth);
+                  dropOut.depth, dropOut.edges);
   }
   if (chain.followingNoise < 200.0) {
     track.followWithNoise(factor(-chain.followingNoise));

@@ -26,6 +26,7 @@ struct TapeDropOut {
   double place = 0.0;
   double duration = 0.0;  // seconds
   double depth = 0.0;     // dB; the short waves lose more
+  double edges = 0.15;    // the part of the duration in which it sets in, and in which it ends
 };
 
 /// How a dump was made, kept, played and recorded. Levels in dB are relative to the tones unless

@@ -1,0 +1,314 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "recovery/Bank.h"
+#include "recovery/DumpSearch.h"
+#include "signal/TapeSignal.h"
+#include "support/Check.h"
+#include "support/TapeInput.h"
+
+namespace {
+
+using namespace recovery;
+
+/// Reads numbers from the input; zeros where it has ended.
+class Reader {
+ public:
+  explicit Reader(Bytes input) : bytes(input) {}
+
+  std::uint8_t byte() {
+    if (bytes.empty()) {
+      return 0;
+    }
+    const std::uint8_t value = bytes.front();
+    bytes = bytes.subspan(1);
+    return value;
+  }
+
+  Bytes take(std::size_t count) {
+    const Bytes taken = bytes.first(std::min(count, bytes.size()));
+    bytes = bytes.subspan(taken.size());
+    return taken;
+  }
+
+  Bytes rest() { return take(bytes.size()); }
+
+ private:
+  Bytes bytes;
+};
+
+struct Recording {
+  double sampleRate = 8000.0;
+  int channels = 1;
+  std::vector<float> samples;
+  bool isNoise = false;
+};
+
+constexpr std::array sampleRates = {8000.0,
+                                    11025.0,
+                                    22050.0,
+                                    44100.0,
+                                    48000.0,
+                                    96000.0,
+                                    192000.0,
+                                    4000.0,
+                                    1000000.0,
+                                    3999.0,
+                                    0.0,
+                                    -1.0,
+                                    44100.5,
+                                    1e300,
+                                    std::numeric_limits<double>::infinity(),
+                                    std::numeric_limits<double>::quiet_NaN()};
+
+constexpr std::size_t noiseSamples = 120'000;  // 15 s at 8,000 a second
+constexpr std::size_t longest = 300'000;
+
+std::vector<float> noiseOf(Reader& input) {
+  std::mt19937 random(input.byte() + 256U * input.byte());
+  const float keep = static_cast<float>(input.byte()) / 256.0F;
+  std::vector<float> samples(noiseSamples);
+  float value = 0.0F;
+  for (float& sample : samples) {
+    value = keep * value + (static_cast<float>(random()) / 4294967296.0F - 0.5F);
+    sample = value;
+  }
+  return samples;
+}
+
+/// A dump at 8,000 samples a second, with what the input says is wrong with it.
+std::vector<float> dumpOf(Reader& input) {
+  const double speed = 0.8 + input.byte() / 640.0;
+  const float noise = static_cast<float>(input.byte()) / 512.0F;
+  const double beginning = input.byte() / 255.0;  // the part of the dump that is there
+  const double end = input.byte() / 255.0;
+  const int leader = input.byte();
+  std::array<std::uint8_t, 12> places{};  // pairs: where something happens, and what
+  for (std::uint8_t& place : places) {
+    place = input.byte();
+  }
+  const Bytes pattern = input.rest();
+  std::string bank(960, '\x5A');
+  for (std::size_t i = 0; i < bank.size() && !pattern.empty(); ++i) {
+    bank[i] = static_cast<char>(pattern[i % pattern.size()]);
+  }
+
+  std::vector<float> samples(800);
+  double left = 0.0;
+  float sign = 1.0F;
+  for (const HalfPeriod halfPeriod : dumpSignal(bank, leader)) {
+    const double length = (halfPeriod == HalfPeriod::Short ? 12.0 : 42.0) * 8000.0 / 44100.0;
+    for (; left < length; left += speed) {
+      samples.push_back(sign * static_cast<float>(std::sin(3.14159265 * left / length)));
+    }
+    left -= length;
+    sign = -sign;
+  }
+  std::mt19937 random(1);
+  for (float& sample : samples) {
+    sample += noise * (static_cast<float>(random()) / 4294967296.0F - 0.5F);
+  }
+  using Limits = std::numeric_limits<float>;
+  constexpr std::array special = {
+      0.0F, Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), 1e38F, 1.0F};
+  for (std::size_t i = 0; i < places.size(); i += 2) {
+    const std::size_t start = samples.size() * places[i] / 256;
+    const std::size_t count = std::size_t{places[i + 1]} / 6 * 20;
+    std::fill_n(samples.begin() + static_cast<std::ptrdiff_t>(start),
+                std::min(count, samples.size() - start), special[places[i + 1] % 6]);
+  }
+  const auto at = [&samples](double part) {
+    return samples.begin() +
+           static_cast<std::ptrdiff_t>(part * static_cast<double>(samples.size()));
+  };
+  const double first = std::min(beginning, end);
+  return {at(first), at(std::max(beginning, end))};
+}
+
+Recording recordingOf(Bytes bytes) {
+  Reader input(bytes);
+  const int form = input.byte() % 8;
+  Recording recording;
+  if (form < 4) {
+    recording.samples = dumpOf(input);
+    return recording;
+  }
+  recording.sampleRate = sampleRates[input.byte() % sampleRates.size()];
+  recording.channels = input.byte() % 4;
+  if (form == 4) {
+    recording.sampleRate = 8000.0;
+    recording.channels = 1;
+    recording.isNoise = true;
+    recording.samples = noiseOf(input);
+  } else if (form == 5) {
+    recording.samples = recordingOfFloats(input.rest());
+  } else {
+    recording.samples = recordingOfHalfPeriods(input.rest(), longest);
+  }
+  return recording;
+}
+
+std::vector<Take> search(const Recording& recording, std::size_t framesAtATime,
+                         RecordingFacts* facts = nullptr) {
+  DumpSearch dumps(recording.sampleRate, recording.channels);
+  const auto channels = static_cast<std::size_t>(std::max(1, recording.channels));
+  const std::size_t frames = recording.samples.size() / channels;
+  for (std::size_t i = 0; i < frames; i += framesAtATime) {
+    dumps.add(recording.samples.data() + i * channels, std::min(framesAtATime, frames - i));
+  }
+  std::vector<Take> takes = dumps.finish();
+  if (facts != nullptr) {
+    *facts = dumps.facts();
+  }
+  return takes;
+}
+
+void checkSpan(const Span& span, double duration, const char* what) {
+  check(std::isfinite(span.start) && std::isfinite(span.end), what);
+  check(span.start <= span.end, what);
+  check(span.start >= -0.01 && span.end <= duration + 0.01, what);
+}
+
+void checkBits(const Take& take, double duration) {
+  checkEqual(static_cast<long long>(take.bits.size()), bitsPerBank, "bits of a take");
+  double time = -1.0;
+  for (const BitReading& bit : take.bits) {
+    check(bit.value >= -1 && bit.value <= 1, "a bit is 0, 1 or -1");
+    check(std::isfinite(bit.margin) && bit.margin >= 0.0F, "a margin is 0 or more");
+    if (bit.value >= 0) {
+      checkSpan({bit.start, bit.end}, duration, "a bit lies within the recording");
+      check(bit.start >= time, "bits follow one another");
+      time = bit.start;
+    }
+  }
+}
+
+void checkTake(const Take& take, double duration, int channels) {
+  checkBits(take, duration);
+  check(take.channelIndex >= 0 && take.channelIndex < channels, "the channel is one of those");
+  check(take.leaderOnes >= 0, "ones of the leader");
+  checkSpan(take.leader, duration, "the leader lies within the recording");
+  checkSpan(take.marker, duration, "the marker lies within the recording");
+  double time = -1.0;
+  for (const SpeedPoint& point : take.speed) {
+    check(std::isfinite(point.speed) && point.speed > 0.0, "a speed is above 0");
+    check(point.time >= time, "speeds follow one another");
+    time = point.time;
+  }
+  for (const DropOut& dropOut : take.dropOuts) {
+    checkSpan(dropOut.span, duration, "a drop-out lies within the recording");
+    check(!std::isnan(dropOut.depth), "a drop-out has a depth");
+  }
+  check(take.doubtfulPlaces.size() <= 20, "at most 20 doubtful places");
+  int bit = -1;
+  for (const DoubtfulPlace& place : take.doubtfulPlaces) {
+    check(place.firstBit > bit && place.bitCount > 0, "doubtful places follow one another");
+    bit = place.firstBit;
+    check(place.firstBit + place.bitCount <= bitsPerBank, "a doubtful place is one of the bank");
+    checkSpan(place.span, duration, "a doubtful place lies within the recording");
+    checkEqual(static_cast<long long>(place.read.size()), place.bitCount,
+               "bits of a doubtful place");
+  }
+  for (const float level : take.spectrum) {
+    check(!std::isnan(level), "a level of the spectrum is a number");
+  }
+}
+
+char byteOf(const Take& take, std::size_t byte) {
+  int value = 0;
+  for (std::size_t bit = 8 * byte; bit < 8 * byte + 8; ++bit) {
+    value = 2 * value + take.bits[bit].value;
+  }
+  return static_cast<char>(value);
+}
+
+/// What holds of any reading, and of a sure preset that only one take was read for.
+void checkReading(const BankReading& reading, std::span<const Take> takes) {
+  checkEqual(reading.count(Verdict::Sure) + reading.count(Verdict::Doubtful) +
+                 reading.count(Verdict::Missing),
+             presetCount, "presets of all verdicts");
+  for (std::size_t preset = 0; preset < presetCount; ++preset) {
+    const PresetReading& read = reading.presets[preset];
+    check((read.verdict == Verdict::Sure) == (read.reason == Reason::None), "a reason for doubt");
+    for (std::size_t i = 0; i < presetSize; ++i) {
+      const std::size_t byte = presetSize * preset + i;
+      check(read.verdict != Verdict::Missing || reading.bank[byte] == 0, "missing is zero");
+      check(read.verdict != Verdict::Sure || read.doubtfulBits[i] == 0, "sure is without doubt");
+      if (read.verdict == Verdict::Sure && takes.size() == 1) {
+        for (std::size_t bit = 8 * byte; bit < 8 * byte + 8; ++bit) {
+          check(takes[0].bits[bit].value >= 0, "a sure preset has all its bits");
+        }
+        checkEqual(reading.bank[byte], byteOf(takes[0], byte), "a byte is made of its bits");
+      }
+    }
+    check(read.verdict == Verdict::Missing ||
+              (read.take >= 0 && static_cast<std::size_t>(read.take) < takes.size()),
+          "a preset was read from one of the takes");
+  }
+}
+
+void checkSameTakes(const std::vector<Take>& actual, const std::vector<Take>& expected) {
+  checkEqual(static_cast<long long>(actual.size()), static_cast<long long>(expected.size()),
+             "dumps found in blocks of another size");
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    for (std::size_t bit = 0; bit < bitsPerBank; ++bit) {
+      const BitReading& a = actual[i].bits[bit];
+      const BitReading& e = expected[i].bits[bit];
+      check(a.value == e.value && a.margin == e.margin && a.start == e.start && a.end == e.end,
+            "bits are the same in blocks of another size");
+    }
+  }
+}
+
+void checkRecording(const Recording& recording, std::size_t framesAtATime,
+                    std::vector<Take>& allTakes) {
+  RecordingFacts facts;
+  const std::vector<Take> takes = search(recording, 1'000'000, &facts);
+  check(facts.levels.size() <= 4000, "at most 4,000 levels");
+  check(!recording.isNoise || takes.empty(), "no dump in noise");
+  const int best = bestTake(takes);
+  check(takes.empty() ? best == -1 : best >= 0 && static_cast<std::size_t>(best) < takes.size(),
+        "the best take is one of them");
+  for (const Take& take : takes) {
+    checkTake(take, facts.duration, recording.channels);
+    checkReading(readBank({&take, 1}), {&take, 1});
+    allTakes.push_back(take);
+  }
+  checkSameTakes(search(recording, framesAtATime), takes);
+}
+
+}  // namespace
+
+/// The first byte says how many recordings there are, the second in what blocks they are searched
+/// a second time; the rest is shared out evenly among them.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size < 2) {
+    return 0;
+  }
+  const std::size_t recordings = data[0] % 8 == 7 ? 2 : 1;
+  const std::size_t framesAtATime = 1 + std::size_t{data[1]} * data[1];
+  Reader input({data + 2, size - 2});
+  const std::size_t share = (size - 2) / recordings;
+
+  std::vector<Take> takes;
+  for (std::size_t i = 0; i < recordings; ++i) {
+    const Bytes bytes = i + 1 < recordings ? input.take(share) : input.rest();
+    checkRecording(recordingOf(bytes), framesAtATime, takes);
+  }
+  checkReading(readBank(takes), takes);
+  const DifferentDumps different = findDifferentDumps(takes);
+  if (different.found()) {
+    check(different.first != different.second && different.second >= 0 &&
+              static_cast<std::size_t>(std::max(different.first, different.second)) < takes.size(),
+          "two of the takes are different dumps");
+  }
+  return 0;
+}
