@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <numbers>
 #include <string_view>
 
@@ -278,9 +279,9 @@ ChannelGains steadyGains(const TapeChain& chain) {
 /// Loose contacts open and close a channel every second or so.
 class Contact {
  public:
-  explicit Contact(double sampleRate) : rate(sampleRate) {}
+  Contact(double sampleRate, std::uint64_t seed) : rate(sampleRate), random(seed) {}
 
-  float next(Random& random) {
+  float next() {
     if (left-- <= 0) {
       left = static_cast<int>(random.between(0.3, 2.5) * rate);
       target = target < 0.5F ? 1.0F : 0.0F;
@@ -291,6 +292,7 @@ class Contact {
 
  private:
   double rate;
+  Random random;
   int left = 0;
   float target = 0.0F;
   float gain = 1.0F;
@@ -299,7 +301,11 @@ class Contact {
 class Recorder {
  public:
   Recorder(const TapeChain& tapeChain, Track& tapeTrack, float tonePeak, Random& randomNumbers)
-      : chain(tapeChain), track(tapeTrack), peak(tonePeak), random(randomNumbers) {}
+      : chain(tapeChain),
+        track(tapeTrack),
+        peak(tonePeak),
+        random(randomNumbers),
+        contactSeed(randomNumbers.next()) {}
 
   /// The channels, each with noise of its own.
   std::vector<Samples> channels() {
@@ -326,7 +332,7 @@ class Recorder {
     const auto dc = static_cast<float>(chain.dcOffset) * peak;
     const bool isLoose = isNowAndThen();
     Filter hissFilter = Filter::gentleLowPass(std::min(12000.0, 0.4 * rate), rate);
-    Contact contact(rate);
+    Contact contact(rate, contactSeed);  // the same for both channels
     const double humStep = chain.humFrequency * 1024.0 / rate;
     double humPlace = 0.0;
 
@@ -334,7 +340,7 @@ class Recorder {
     for (std::size_t i = 0; i < samples.size(); ++i) {
       float value = i < late ? 0.0F : gain * track.samples[i - late];
       if (isLoose) {
-        const float open = contact.next(random);
+        const float open = contact.next();
         value *= isSecond && chain.wiring == Wiring::BothComeAndGo ? 1.0F - open : open;
       }
       if (chain.hiss < 200.0) {
@@ -384,6 +390,7 @@ class Recorder {
   Track& track;
   float peak;
   Random& random;
+  std::uint64_t contactSeed;
   bool isSecond = false;
 };
 
