@@ -4,53 +4,64 @@
 
 namespace {
 
-constexpr int leadingBytes = 4;
-constexpr int bytesBetweenPresets = 5;  // a trailing byte and the next four leading bytes
-constexpr int nibblesPerPreset = 2 * presetSize;
+constexpr int leadingBytes = 4;   // before the data of each record
+constexpr int trailingBytes = 1;  // after the data of each record
 constexpr int largestByteCount = 2998;
 
+/// Reads a bank file byte by byte.
+class ByteReader {
+ public:
+  explicit ByteReader(std::FILE* bankFile) : file(bankFile) {}
+
+  /// Puts the next byte into `byte`. Returns false where the reading ends.
+  bool read(signed char& byte) {
+    // As a signed character, a byte 0xFF is -1 and ends the reading like the end of the file.
+    byte = static_cast<signed char>(std::fgetc(file));
+    if (byte == -1) {
+      return false;
+    }
+    // A guard that costs nothing: a whole bank is shorter.
+    if (bytesConsumed > largestByteCount) {
+      std::printf("file too large to be a k7 sysex bank");
+      return false;
+    }
+    ++bytesConsumed;
+    return true;
+  }
+
+  /// Skips `count` bytes, whatever they are. Returns false where the reading ends.
+  bool skip(int count) {
+    signed char byte;
+    while (count > 0 && read(byte)) {
+      --count;
+    }
+    return count == 0;
+  }
+
+ private:
+  std::FILE* file;
+  int bytesConsumed = 0;
+};
+
+/// The upper half of `low` gets into the byte, that of `high` does not.
 char joinNibbles(signed char low, signed char high) { return static_cast<char>(low | high << 4); }
 
 }  // namespace
 
 void Kestrel7SysexReaderWriter::getRawBankDataFromSysexFile(std::FILE* file, char* bank) {
-  int bytesConsumed = 0;
-  int bytesToSkip = leadingBytes;
-  int dataIndex = 0;
-  int presetsCompleted = 0;
-  int outputPosition = 0;
-  signed char pending = 0;
-
-  while (true) {
-    // Held as a signed character, a byte 0xFF is -1 and ends the reading like the end of the file.
-    const auto byte = static_cast<signed char>(std::fgetc(file));
-    if (byte == -1) {
+  ByteReader reader(file);
+  for (int record = 0; record < presetCount; ++record) {
+    // The last trailing byte is never read.
+    if (!reader.skip(record == 0 ? leadingBytes : trailingBytes + leadingBytes)) {
       return;
     }
-    // A guard that costs nothing: the last preset is complete long before.
-    // GCOVR_EXCL_START no file reaches it
-    if (bytesConsumed > largestByteCount) {
-      std::printf("file too large to be a k7 sysex bank");
-      return;
-    }
-    // GCOVR_EXCL_STOP
-    ++bytesConsumed;
-    if (bytesToSkip > 0) {
-      --bytesToSkip;
-      continue;
-    }
-
-    if (dataIndex % 2 == 0) {
-      pending = byte;
-    } else {
-      bank[outputPosition++] = joinNibbles(pending, byte);
-    }
-    if (++dataIndex == nibblesPerPreset) {
-      if (++presetsCompleted == presetCount) {
+    for (int i = 0; i < presetSize; ++i) {
+      signed char low;
+      signed char high;
+      if (!reader.read(low) || !reader.read(high)) {
         return;
       }
-      dataIndex = 0;
-      bytesToSkip = bytesBetweenPresets;
+      *bank++ = joinNibbles(low, high);
     }
   }
 }

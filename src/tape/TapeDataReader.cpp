@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -25,9 +26,6 @@ constexpr int longsPerZeroBit = 4;
 constexpr int shortsPerOneBit = 12;
 constexpr int leaderOnes = 10;
 
-constexpr float largestExactCount =
-    16'777'216.0F;  // up to which every count has a float of its own
-
 std::FILE* openForWriting(const char* name) {
   std::FILE* file = std::fopen(name, "wb");
   if (file == nullptr) {
@@ -38,6 +36,14 @@ std::FILE* openForWriting(const char* name) {
 }
 
 constexpr int lowestBit(char cell) { return cell & 1; }
+
+[[noreturn]] void waitForever() {
+  // A compiler may drop an endless loop that does nothing; a volatile write keeps it.
+  [[maybe_unused]] volatile bool isWaiting = true;
+  while (true) {
+    isWaiting = true;
+  }
+}
 
 }  // namespace
 
@@ -60,10 +66,7 @@ void TapeDataReader::readPresetData(float* sampleBuffer, int count) {
   };
 
   int longCount = 0;
-  // `readTillFlip` ends where `numSamples` is reached, this loop where `count` is: where the first
-  // comes earlier, it goes on for ever. Without the volatile that would be undefined.
-  const volatile int end = count;
-  while (readPos < end) {
+  while (hasSamplesLeft()) {
     lastFlipCount = readTillFlip();
     const CompletedBit bit = countHalfPeriod(lastFlipCount, longCount);
     if (bit == CompletedBit::Zero) {
@@ -72,6 +75,11 @@ void TapeDataReader::readPresetData(float* sampleBuffer, int count) {
     } else if (bit == CompletedBit::One) {
       storeBit(1);
     }
+  }
+  // The decode lasts until `count` is reached, but `readTillFlip` reads only up to `numSamples`,
+  // which above 16,777,216 can be less.
+  if (readPos < count) {
+    waitForever();
   }
 
   regroupBits();
@@ -132,9 +140,9 @@ void TapeDataReader::saveIndividualRawPresetDataToFiles() const {
 int TapeDataReader::readTillFlip() {
   const float* const start = samples + readPos;
   const float* const end = samples + endOfData();
-  const bool wasPositive = getSign(lastSample) > 0;
-  const float* const flip = std::find_if(
-      start, end, [wasPositive](float sample) { return (getSign(sample) > 0) != wasPositive; });
+  const auto isPositive = [](float sample) { return getSign(sample) > 0; };
+  const float* const flip = isPositive(lastSample) ? std::find_if_not(start, end, isPositive)
+                                                   : std::find_if(start, end, isPositive);
 
   const auto count = static_cast<int>(flip - start);
   if (flip == end) {
@@ -196,19 +204,17 @@ TapeDataReader::CompletedBit TapeDataReader::countHalfPeriod(int flipCount, int&
   return CompletedBit::None;
 }
 
-/// The first position from `readPos` on at which `numSamples` > position is false. The comparison
-/// is made in single precision, in which positions above 16,777,216 share values with their
-/// neighbours.
+/// The first position from `readPos` on that is no longer below `numSamples`. Both are compared in
+/// single precision, in which positions above 16,777,216 share values with their neighbours.
 int TapeDataReader::endOfData() const {
   if (!hasSamplesLeft()) {
     return readPos;
   }
-  int end = static_cast<int>(numSamples <= largestExactCount ? numSamples
-                                                             : std::nextafter(numSamples, 0.0F));
-  while (numSamples > static_cast<float>(end)) {
-    ++end;
+  auto end = static_cast<std::int64_t>(std::ceil(numSamples));
+  while (static_cast<float>(end - 1) >= numSamples) {
+    --end;
   }
-  return end;
+  return static_cast<int>(end);
 }
 
 void TapeDataReader::regroupBits() {
