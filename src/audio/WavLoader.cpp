@@ -12,18 +12,22 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <istream>
 #include <memory>
 #include <new>
 #include <optional>
+#include <streambuf>
 #include <type_traits>
+#include <vector>
 
 static_assert(std::endian::native == std::endian::little, "WAV values are copied as they stand");
 static_assert(sizeof(WaveFormatHeader) == 24 && std::is_trivially_copyable_v<WaveFormatHeader>);
 
 namespace {
 
-constexpr std::uint64_t scratchSize = 16 * 1024 * 1024;  // bytes, the most of a file that counts
-constexpr std::uint64_t shortestFile = 20;               // bytes
+constexpr std::uint64_t mostBytes = 16 * 1024 * 1024;  // of a file that count
+constexpr std::uint64_t fewestBytes = 20;
+constexpr int blockSize = 64 * 1024;  // bytes, stays in the cache
 constexpr int integerPcm = 1;
 
 using ChunkId = std::array<char, 4>;
@@ -34,101 +38,189 @@ constexpr ChunkId junkId{'J', 'U', 'N', 'K'};
 constexpr ChunkId formatId{'f', 'm', 't', ' '};
 constexpr ChunkId dataId{'d', 'a', 't', 'a'};
 
-/// The first bytes of a file, followed by zeros.
-class ScratchBuffer {
+/// Reads the bytes of a file that count, from front to back. They are followed by zeros without
+/// end.
+class ByteReader {
  public:
-  // Zeroed by calloc, the pages that the file does not reach are never touched.
-  ScratchBuffer() : bytes(static_cast<char*>(std::calloc(scratchSize, 1))) {
-    if (bytes == nullptr) {
-      throw std::bad_alloc();
+  /// Opens the file at `path`. One that can't be opened has no bytes.
+  explicit ByteReader(const char* path) {
+    if (file.open(path, std::ios::in | std::ios::binary) == nullptr) {
+      return;
+    }
+    stream.seekg(0, std::ios::end);
+    const std::streamoff end = stream.tellg();
+    stream.clear();
+    if (end > 0) {
+      size = std::min(static_cast<std::uint64_t>(end), mostBytes);
+      stream.seekg(0);
+    } else {
+      readWhole();
     }
   }
 
-  /// Reads the file at `path` as far as the buffer reaches. Returns false if it can't be opened or
-  /// read.
-  bool readFile(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    while (!file.eof() && total < scratchSize) {
-      if (!file.good()) {
-        return false;
-      }
-      file.read(bytes.get() + total, static_cast<std::streamsize>(scratchSize - total));
-      total += static_cast<std::uint64_t>(file.gcount());
-    }
-    return true;
+  /// How many bytes there are before the zeros.
+  std::uint64_t numberOfBytes() const { return size; }
+
+  /// How many bytes have been read or skipped.
+  std::uint64_t position() const { return place; }
+
+  void read(char* bytes, std::size_t count) {
+    stream.read(bytes, static_cast<std::streamsize>(std::min<std::uint64_t>(count, bytesLeft())));
+    std::fill(bytes + stream.gcount(), bytes + count, '\0');
+    place += count;
   }
 
-  /// The bytes read from the file.
-  std::uint64_t bytesRead() const { return total; }
-
-  /// The value that stands at `position`; bytes past the buffer are zeros like those past the file.
   template <typename Value>
-  Value valueAt(std::uint64_t position) const {
-    std::array<char, sizeof(Value)> image{};
-    if (position < scratchSize) {
-      std::memcpy(image.data(), at(position),
-                  std::min<std::uint64_t>(sizeof(Value), scratchSize - position));
-    }
+  Value read() {
+    std::array<char, sizeof(Value)> image;
+    read(image.data(), image.size());
     return std::bit_cast<Value>(image);
   }
 
-  const char* at(std::uint64_t position) const { return bytes.get() + position; }
+  void skip(std::uint64_t count) {
+    stream.ignore(static_cast<std::streamsize>(std::min(count, bytesLeft())));
+    place += count;
+  }
+
+  /// Reads on to the end of the file. Returns false if a part of it could not be read.
+  bool finish() {
+    stream.ignore(static_cast<std::streamsize>(mostBytes - std::min(place, size)));
+    return !stream.bad();
+  }
 
  private:
-  struct Free {
-    void operator()(char* memory) const { std::free(memory); }
+  /// A stream of bytes in memory.
+  struct MemoryBuffer : std::streambuf {
+    void show(char* bytes, std::size_t count) { setg(bytes, bytes, bytes + count); }
   };
 
-  std::unique_ptr<char, Free> bytes;
-  std::uint64_t total = 0;
-};
-
-/// Where the samples of a file stand in the scratch buffer.
-struct SampleBytes {
-  WaveFormatHeader format;
-  std::uint64_t position;
-  std::uint32_t size;
-};
-
-/// The position of the format chunk: after the RIFF header or after one JUNK chunk that follows it.
-std::uint64_t formatChunkPosition(const ScratchBuffer& scratch) {
-  constexpr std::uint64_t afterRiffHeader = 12;
-  if (scratch.valueAt<ChunkId>(afterRiffHeader) != junkId) {
-    return afterRiffHeader;
+  /// Reads a file that does not tell its size, such as a pipe, into memory.
+  void readWhole() {
+    copy = std::make_unique_for_overwrite<char[]>(mostBytes);
+    stream.read(copy.get(), mostBytes);
+    if (!stream.bad()) {
+      size = static_cast<std::uint64_t>(stream.gcount());
+    }
+    copyBuffer.show(copy.get(), size);
+    stream.rdbuf(&copyBuffer);
   }
-  const auto size = scratch.valueAt<std::uint32_t>(afterRiffHeader + sizeof(ChunkId));
-  const std::uint32_t sizeFieldAndPaddedBody = size + 4 + (size & 1);  // wraps at 32 bits
-  return afterRiffHeader + sizeof(ChunkId) + sizeFieldAndPaddedBody;
+
+  std::uint64_t bytesLeft() const { return place < size ? size - place : 0; }
+
+  std::filebuf file;
+  std::unique_ptr<char[]> copy;
+  MemoryBuffer copyBuffer;
+  std::istream stream{&file};
+  std::uint64_t size = 0;
+  std::uint64_t place = 0;
+};
+
+/// What the processor does on a division by zero, which the language leaves undefined.
+[[noreturn]] void endWithArithmeticFault() {
+  std::signal(SIGFPE, SIG_DFL);
+#ifdef SIG_UNBLOCK
+  sigset_t faults;
+  sigemptyset(&faults);
+  sigaddset(&faults, SIGFPE);
+  sigprocmask(SIG_UNBLOCK, &faults, nullptr);
+#endif
+  std::raise(SIGFPE);
+  std::abort();
 }
 
-/// Finds the samples of a WAV file of the one accepted layout; nothing in any other file.
-std::optional<SampleBytes> findSamples(const ScratchBuffer& scratch) {
-  if (scratch.bytesRead() < shortestFile || scratch.valueAt<ChunkId>(0) != riffId ||
-      scratch.valueAt<ChunkId>(8) != waveId) {
+/// The samples of a file: interleaved frames in the file, channel after channel once loaded.
+struct Layout {
+  WaveFormatHeader format;
+  std::uint64_t position;  // of the first sample in the file
+  int numberOfSamples;     // a channel
+  int floats;              // to be allocated
+
+  /// Those of all channels.
+  std::int64_t samples() const {
+    return std::int64_t{format.numChannels} * std::max(numberOfSamples, 0);
+  }
+
+  /// 0 where no sample is read: for an unknown width or without channels.
+  int bytesPerSample() const {
+    const bool isRead = format.bitsPerSample <= 32 && format.numChannels > 0;
+    return isRead ? format.bitsPerSample / 8 : 0;
+  }
+
+  /// Whether all samples stand within the bytes that count and have their floats. More frames than
+  /// bytes that count do not fit either: a file that ends inside its size field can claim any
+  /// number, up to those that no reader of the samples comes to the end of.
+  bool fits() const {
+    const auto bytes = static_cast<std::uint64_t>(samples() * bytesPerSample());
+    return samples() <= floats && numberOfSamples <= static_cast<std::int64_t>(mostBytes) &&
+           (bytes == 0 || position + bytes <= mostBytes);
+  }
+
+  /// How many samples of 32 bits are looked at, in the order of the file, until one does not stand
+  /// within the bytes that count or has no float: all if they fit.
+  std::int64_t samplesBeforeOverrun() const {
+    const auto bytesLeft = static_cast<std::int64_t>(mostBytes - std::min(position, mostBytes));
+    // In the first frame, sample n goes to float n * numberOfSamples. The one that has none still
+    // counts: it is looked at before it is stored.
+    const std::int64_t withFloats =
+        samples() <= floats ? samples()
+                            : (std::int64_t{floats} + numberOfSamples - 1) / numberOfSamples + 1;
+    return std::min({samples(), bytesLeft / 4, withFloats});
+  }
+};
+
+/// Finds the samples of a WAV file of the one accepted layout; nothing in any other file. `file` is
+/// at its beginning, and at the first sample afterwards.
+std::optional<Layout> readLayout(ByteReader& file) {
+  if (file.numberOfBytes() < fewestBytes || file.read<ChunkId>() != riffId) {
+    return std::nullopt;
+  }
+  file.skip(4);  // the size of the rest
+  if (file.read<ChunkId>() != waveId) {
     return std::nullopt;
   }
 
-  std::uint64_t position = formatChunkPosition(scratch);
-  if (scratch.valueAt<ChunkId>(position) != formatId) {
-    return std::nullopt;
+  auto chunkId = file.read<ChunkId>();
+  if (chunkId == junkId) {
+    const auto size = file.read<std::uint32_t>();
+    const std::uint32_t sizeFieldAndPaddedBody = size + 4 + (size & 1);  // wraps at 32 bits
+    if (sizeFieldAndPaddedBody < 4) {
+      return std::nullopt;  // it ends inside its size field, where no "fmt " can begin
+    }
+    file.skip(sizeFieldAndPaddedBody - 4);
+    chunkId = file.read<ChunkId>();
   }
-  const auto format = scratch.valueAt<WaveFormatHeader>(position);
-  position += sizeof format;
-  if (format.audioFormat != integerPcm || format.bitsPerSample % 8 != 0) {
+  if (chunkId != formatId) {
     return std::nullopt;
   }
 
-  if (scratch.valueAt<ChunkId>(position) != dataId) {
+  // The format is 24 bytes long, whatever its size field says. Its first four have been read.
+  WaveFormatHeader format;
+  file.read(reinterpret_cast<char*>(&format) + sizeof chunkId, sizeof format - sizeof chunkId);
+  if (format.audioFormat != integerPcm || format.bitsPerSample % 8 != 0 ||
+      file.read<ChunkId>() != dataId) {
     return std::nullopt;
   }
-  position += sizeof dataId;
-  auto size = scratch.valueAt<std::uint32_t>(position);
-  position += sizeof size;
-  if (size + position > scratch.bytesRead()) {
-    // Wraps where the file ends inside the size field.
-    size = static_cast<std::uint32_t>(scratch.bytesRead() - position);
+  auto size = file.read<std::uint32_t>();
+  const std::uint64_t position = file.position();
+  if (size + position > file.numberOfBytes()) {
+    // Wraps where the file ends inside the size field, to almost 4 GiB.
+    size = static_cast<std::uint32_t>(file.numberOfBytes() - position);
   }
-  return SampleBytes{format, position, size};
+
+  // A file that can't be read to its end is refused, not a reason to end the process.
+  if (format.blockAlign == 0) {
+    if (!file.finish()) {
+      return std::nullopt;
+    }
+    endWithArithmeticFault();
+  }
+  // Frames are counted by the block align, but read by channels and width.
+  const std::uint32_t frames = size / format.blockAlign;
+  // The product wraps at 32 bits. Without channels there is silence of the stated length.
+  const auto floats = static_cast<int>(format.numChannels * frames);
+  const auto numberOfSamples = static_cast<int>(frames);
+  return Layout{format, position, numberOfSamples,
+                format.numChannels == 0 ? std::max(numberOfSamples, 0) : floats};
 }
 
 /// What one raw sample value is multiplied by: the divisor is the full unsigned range of the width
@@ -146,127 +238,89 @@ constexpr bool isAlwaysInRange(int bitsPerSample) {
          1.0;
 }
 static_assert(isAlwaysInRange(8) && isAlwaysInRange(16) && isAlwaysInRange(24));
+static_assert(scaleFactor(32) > 1.0, "of 32 bits only zeros are in range");
 
-/// The interleaved frames of a file and the planar buffer that they need.
-struct PcmData {
-  std::uint64_t position;  // of the first byte in the scratch buffer
-  int bitsPerSample;       // 0 where nothing is read: an unknown width or no channels
-  int numChannels;
-  int numberOfSamples;  // a channel
-  int bufferSize;       // floats
-};
-
-PcmData describePcmData(const SampleBytes& samples) {
-  const WaveFormatHeader& format = samples.format;
-  const std::uint32_t numberOfSamples = samples.size / format.blockAlign;
-  // The width is a multiple of 8 by now.
-  const bool isKnownWidth = format.bitsPerSample >= 8 && format.bitsPerSample <= 32;
-  const bool isRead = isKnownWidth && format.numChannels > 0;
-  PcmData pcm{samples.position, isRead ? format.bitsPerSample : 0, format.numChannels,
-              static_cast<int>(numberOfSamples), 0};
-  // The product wraps at 32 bits. Without channels there is silence of the stated length.
-  pcm.bufferSize = format.numChannels > 0 ? static_cast<int>(format.numChannels * numberOfSamples)
-                                          : std::max(pcm.numberOfSamples, 0);
-  return pcm;
-}
-
-/// Whether the conversion reads only inside the scratch buffer and writes only inside the sample
-/// buffer. Nor may a file claim more frames than the scratch buffer has bytes: one that ends inside
-/// its size field can claim any number, up to those that no decoder comes to the end of.
-bool staysInsideBuffers(const PcmData& pcm) {
-  if (pcm.numberOfSamples <= 0) {
-    return true;
-  }
-  const std::int64_t samples = std::int64_t{pcm.numChannels} * pcm.numberOfSamples;
-  const auto bytes = static_cast<std::uint64_t>(samples * pcm.bitsPerSample / 8);
-  return (bytes == 0 || pcm.position + bytes <= scratchSize) && samples <= pcm.bufferSize &&
-         static_cast<std::uint64_t>(pcm.numberOfSamples) <= scratchSize;
-}
-
-/// The little-endian sample at `bytes`, signed in every width, 8 bits included.
-template <int BitsPerSample>
-std::int32_t rawSample(const char* bytes) {
-  if constexpr (BitsPerSample == 8) {
-    return static_cast<signed char>(*bytes);
-  } else if constexpr (BitsPerSample == 16) {
-    std::int16_t value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-  } else if constexpr (BitsPerSample == 24) {
-    const auto byte = [bytes](int i) {
-      return std::uint32_t{static_cast<unsigned char>(bytes[i])};
-    };
-    const std::uint32_t upperBits = byte(0) << 8 | byte(1) << 16 | byte(2) << 24;
-    return static_cast<std::int32_t>(upperBits) >> 8;
-  } else {
-    std::int32_t value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-  }
-}
-
-/// The first sample, in the order of the file, that scales to outside -1.0 to 1.0; 0.0 if none does
-/// before a sample that can't be read or stored.
-double firstSampleOutOfRange(const PcmData& pcm, const ScratchBuffer& scratch) {
-  if (pcm.bitsPerSample != 32) {
-    return 0.0;
-  }
-  std::uint64_t position = pcm.position;
-  for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
-    for (int channel = 0; channel < pcm.numChannels; ++channel) {
-      if (position + sizeof(std::int32_t) > scratchSize) {
-        return 0.0;
-      }
-      const double v = rawSample<32>(scratch.at(position)) * scaleFactor(32);
-      if (v > 1.0 || v < -1.0) {
-        return v;
-      }
-      if (std::int64_t{channel} * pcm.numberOfSamples + frame >= pcm.bufferSize) {
-        return 0.0;
-      }
-      position += sizeof(std::int32_t);
+/// The first of the next `count` samples of 32 bits that is not 0, scaled; 0.0 if there is none.
+double firstNonzeroSample(ByteReader& file, std::int64_t count) {
+  std::vector<std::int32_t> block(blockSize / sizeof(std::int32_t));
+  while (count > 0) {
+    const auto end = block.begin() + std::min<std::int64_t>(count, std::ssize(block));
+    file.read(reinterpret_cast<char*>(block.data()), blockSize);
+    const auto found = std::find_if(block.begin(), end, [](std::int32_t raw) { return raw != 0; });
+    if (found != end) {
+      return *found * scaleFactor(32);
     }
+    count -= std::ssize(block);
   }
   return 0.0;
 }
 
-/// Converts the frames into `planar`, channel after channel.
-template <int BitsPerSample>
-void convertSamples(const PcmData& pcm, const char* samples, float* planar) {
-  constexpr double scale = scaleFactor(BitsPerSample);
-  for (int channel = 0; channel < pcm.numChannels; ++channel) {
-    for (int frame = 0; frame < pcm.numberOfSamples; ++frame) {
-      const std::ptrdiff_t i = std::ptrdiff_t{frame} * pcm.numChannels + channel;
-      const std::int32_t raw = rawSample<BitsPerSample>(samples + i * (BitsPerSample / 8));
-      *planar++ = static_cast<float>(raw * scale);
+/// A sample of 24 bits as it stands in the file.
+struct Int24 {
+  std::array<std::uint8_t, 3> bytes;
+
+  operator std::int32_t() const {
+    return bytes[0] | bytes[1] << 8 | static_cast<std::int8_t>(bytes[2]) << 16;
+  }
+};
+static_assert(sizeof(Int24) == 3);
+
+/// Reads the samples of a layout that fits, and puts them into `planar`, channel after channel.
+template <typename Sample>
+void convertSamples(const Layout& layout, ByteReader& file, float* planar) {
+  constexpr double scale = scaleFactor(8 * sizeof(Sample));
+  const int channels = layout.format.numChannels;
+  const int frames = layout.numberOfSamples;
+  const int framesInBlock = std::max(blockSize / static_cast<int>(sizeof(Sample)) / channels, 1);
+  std::vector<Sample> block(static_cast<std::size_t>(framesInBlock * channels));
+  for (int first = 0; first < frames; first += framesInBlock) {
+    const int count = std::min(framesInBlock, frames - first);
+    file.read(reinterpret_cast<char*>(block.data()),
+              static_cast<std::size_t>(count * channels) * sizeof(Sample));
+    for (int channel = 0; channel < channels; ++channel) {
+      const Sample* const samples = block.data() + channel;
+      float* const converted = planar + std::ptrdiff_t{channel} * frames + first;
+      const auto convertEvery = [samples, converted, count](std::ptrdiff_t stride) {
+        for (std::ptrdiff_t i = 0; i < count; ++i) {
+          converted[i] = static_cast<float>(samples[i * stride] * scale);
+        }
+      };
+      if (channels == 1) {
+        convertEvery(1);  // a fixed stride lets the compiler convert several samples at a time
+      } else {
+        convertEvery(channels);
+      }
     }
   }
 }
 
-void convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* planar) {
-  switch (pcm.bitsPerSample) {
-    case 8:
-      convertSamples<8>(pcm, scratch.at(pcm.position), planar);
+void convertSamples(const Layout& layout, ByteReader& file, float* planar) {
+  switch (layout.bytesPerSample()) {
+    case 1:
+      convertSamples<std::int8_t>(layout, file, planar);  // signed, though WAV has it unsigned
       break;
-    case 16:
-      convertSamples<16>(pcm, scratch.at(pcm.position), planar);
+    case 2:
+      convertSamples<std::int16_t>(layout, file, planar);
       break;
-    case 24:
-      convertSamples<24>(pcm, scratch.at(pcm.position), planar);
+    case 3:
+      convertSamples<Int24>(layout, file, planar);
       break;
-    case 32:
-      convertSamples<32>(pcm, scratch.at(pcm.position), planar);
-      break;
-    default:
-      std::fill_n(planar, pcm.bufferSize, 0.0F);
+    default:  // nothing to be read, or 32 bits, of which only zeros come here
+      std::fill_n(planar, layout.floats, 0.0F);
   }
 }
 
-// What the processor does on a division by zero, which the language leaves undefined.
-[[noreturn]] void endWithArithmeticFault() {
-  std::signal(SIGFPE, SIG_DFL);
-  std::raise(SIGFPE);
-  std::abort();
+/// Allocates `count` floats. Where that fails, throws or, if the file can't be read to its end,
+/// returns null.
+std::unique_ptr<float[]> allocateFloats(int count, ByteReader& file) {
+  try {
+    return std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(count));
+  } catch (const std::bad_alloc&) {
+    if (file.finish()) {
+      throw;
+    }
+    return nullptr;
+  }
 }
 
 }  // namespace
@@ -274,38 +328,39 @@ void convertSamples(const PcmData& pcm, const ScratchBuffer& scratch, float* pla
 WavLoader::~WavLoader() { delete[] audioBuffer; }
 
 bool WavLoader::load(const char* path) {
-  ScratchBuffer scratch;
-  if (!scratch.readFile(path)) {
-    return false;
-  }
-  const std::optional<SampleBytes> samples = findSamples(scratch);
-  if (!samples) {
-    return false;
-  }
-  const WaveFormatHeader& format = samples->format;
-  if (format.blockAlign == 0) {
-    endWithArithmeticFault();
-  }
-  const PcmData pcm = describePcmData(*samples);
-  if (pcm.bufferSize < 0) {
-    throw std::bad_array_new_length();
-  }
-  const double v = firstSampleOutOfRange(pcm, scratch);
-  if (v == 0.0 && !staysInsideBuffers(pcm)) {
+  ByteReader file(path);
+  const std::optional<Layout> layout = readLayout(file);
+  if (!layout) {
     return false;
   }
 
-  auto converted =
-      std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(pcm.bufferSize));
+  // The report of the assertion names it `v`.
+  const double v = layout->bytesPerSample() == 4
+                       ? firstNonzeroSample(file, layout->samplesBeforeOverrun())
+                       : 0.0;
+  // A negative number of floats goes on to the allocation, which fails.
+  if (v == 0.0 && layout->floats >= 0 && !layout->fits()) {
+    return false;
+  }
+  if (v != 0.0 && !file.finish()) {
+    return false;
+  }
+  std::unique_ptr<float[]> planar = allocateFloats(layout->floats, file);
+  if (planar == nullptr) {
+    return false;
+  }
   assert(v <= 1.0);
   assert(v >= -1.0);
-  convertSamples(pcm, scratch, converted.get());
+  convertSamples(*layout, file, planar.get());
+  if (!file.finish()) {
+    return false;
+  }
 
   delete[] audioBuffer;
-  audioBuffer = converted.release();
-  bitDepth = format.bitsPerSample;
-  sampleRate = static_cast<int>(format.sampleRate);
-  numChannels = pcm.numChannels;
-  numberOfSamples = pcm.numberOfSamples;
+  audioBuffer = planar.release();
+  bitDepth = layout->format.bitsPerSample;
+  sampleRate = static_cast<int>(layout->format.sampleRate);
+  numChannels = layout->format.numChannels;
+  numberOfSamples = layout->numberOfSamples;
   return true;
 }
