@@ -146,21 +146,21 @@ struct Layout {
     return isRead ? format.bitsPerSample / 8 : 0;
   }
 
-  /// Whether all samples stand within the bytes that count and have their floats. More frames than
-  /// bytes that count do not fit either: a file that ends inside its size field can claim any
-  /// number, up to those that no reader of the samples comes to the end of.
+  /// Whether all samples lie within the bytes that count and have their floats. More frames than
+  /// bytes that count do not fit either: a file that ends inside its size field can claim so many
+  /// that the tape reader would never come to their end.
   bool fits() const {
     const auto bytes = static_cast<std::uint64_t>(samples() * bytesPerSample());
     return samples() <= floats && numberOfSamples <= static_cast<std::int64_t>(mostBytes) &&
            (bytes == 0 || position + bytes <= mostBytes);
   }
 
-  /// How many samples of 32 bits are looked at, in the order of the file, until one does not stand
-  /// within the bytes that count or has no float: all if they fit.
+  /// How many samples of 32 bits are looked at, in the order of the file, before one lies beyond
+  /// the bytes that count or has no float: all if they fit.
   std::int64_t samplesBeforeOverrun() const {
     const auto bytesLeft = static_cast<std::int64_t>(mostBytes - std::min(position, mostBytes));
-    // In the first frame, sample n goes to float n * numberOfSamples. The one that has none still
-    // counts: it is looked at before it is stored.
+    // In the first frame, sample n goes to float n * numberOfSamples. The first without a float
+    // still counts: it is looked at before it would be stored.
     const std::int64_t withFloats =
         samples() <= floats ? samples()
                             : (std::int64_t{floats} + numberOfSamples - 1) / numberOfSamples + 1;
@@ -207,14 +207,14 @@ std::optional<Layout> readLayout(ByteReader& file) {
     size = static_cast<std::uint32_t>(file.numberOfBytes() - position);
   }
 
-  // A file that can't be read to its end is refused, not a reason to end the process.
+  // Only a file that can be read to its end may end the process.
   if (format.blockAlign == 0) {
     if (!file.finish()) {
       return std::nullopt;
     }
     endWithArithmeticFault();
   }
-  // Frames are counted by the block align, but read by channels and width.
+  // Frames are counted by the block align but read by channels and width, possibly past the data.
   const std::uint32_t frames = size / format.blockAlign;
   // The product wraps at 32 bits. Without channels there is silence of the stated length.
   const auto floats = static_cast<int>(format.numChannels * frames);

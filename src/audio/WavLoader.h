@@ -22,14 +22,14 @@ class WavLoader {
   WavLoader& operator=(const WavLoader&) = delete;
   virtual ~WavLoader();
 
-  /// Reads and converts the file at `path`, of which the first 16,777,216 bytes count. Accepts only
+  /// Reads and converts the file at `path`; only its first 16,777,216 bytes count. Accepts
   /// RIFF/WAVE with at most one JUNK chunk, a 16-byte format chunk (integer PCM, whole bytes a
-  /// sample) and the data chunk, in that order. Widths of 8, 16, 24 and 32 bits are read; any other
-  /// width, and a file without channels, loads as zeros. Returns false without a message and with
-  /// all members untouched when the file can't be read, is none of these or claims more samples
-  /// than fit. A sample that scales to outside -1.0 to 1.0 (any but 0 of 32 bits) ends the process
-  /// with an assertion, a block align of 0 with an arithmetic fault, and memory that can't be had
-  /// with an exception that nobody catches. A second file that loads takes the place of the first.
+  /// sample) and the data chunk, in that order. Samples of 8, 16, 24 and 32 bits are read; any
+  /// other width, and a file without channels, loads as zeros. Returns false, without a message and
+  /// with all members untouched, if the file can't be read, is laid out differently or claims more
+  /// samples than fit. A sample that scales to outside -1.0 to 1.0 (of 32 bits, any but 0) ends the
+  /// process by an assertion, a block align of 0 by SIGFPE. Throws std::bad_alloc if there is too
+  /// little memory. A second file that loads replaces the first.
   bool load(const char* path);
 
   /// Bits a sample; 0 before a file is loaded.
@@ -38,9 +38,9 @@ class WavLoader {
   /// Frames a second; 0 before a file is loaded.
   int getSampleRate() const { return sampleRate; }
 
-  /// The samples, in about -0.5 to +0.5 (8-bit samples are read as signed): all those of channel 0,
-  /// then all of channel 1, and so on, each `getNumberOfSamples()` long. Null before a file is
-  /// loaded. The loader owns the buffer and keeps it until it loads another file or is destroyed.
+  /// The samples, in about -0.5 to +0.5 (8-bit samples are read as signed): channel after channel,
+  /// `getNumberOfSamples()` each. Null before a file is loaded. The loader owns the buffer and
+  /// keeps it until it loads another file or is destroyed.
   float* getAudioBuffer() const { return audioBuffer; }
 
   /// Samples a channel, not the total; 0 before a file is loaded.

@@ -20,6 +20,8 @@ struct Options {
   bool checkWavFormat = false;
 };
 
+/// Prints the usage, which is fixed text. -R3 stands in it but is no option: revision-3 data need
+/// no conversion.
 void printUsage() {
   std::printf(
       "usage: Kestrel7ToTransferFiles [44.1k wav file or SysexFile] outputFolder -R1/2/3\n");
@@ -27,8 +29,8 @@ void printUsage() {
   std::printf("usage: Kestrel7ToTransferFiles [wav file] outputFolder -CheckWavFormat\n");
 }
 
-/// Looks at every argument, the program's own name and the two paths included, and ignores all that
-/// is no option, -R3 (no conversion) among them.
+/// Looks for options among all arguments, the program's own name and the two paths included, and
+/// ignores the rest.
 Options scanOptions(int argc, char** argv) {
   Options options;
   for (int i = 0; i < argc; ++i) {
@@ -42,10 +44,11 @@ Options scanOptions(int argc, char** argv) {
   return options;
 }
 
-/// What follows the last "." of the whole path, folders included; all of it if there is none.
+/// What follows the last "." of the whole path, folders included, in upper or lower case as it
+/// stands. Without a "." it is the whole path, so a file named "wav" is a recording.
 std::string extensionOf(const std::string& path) { return path.substr(path.rfind('.') + 1); }
 
-/// Prints a progress line, which is out before the step that it names begins.
+/// Prints a progress line at once: it must not appear after what its step prints or does.
 void printProgress(const char* line) {
   std::printf("%s", line);
   std::fflush(stdout);
@@ -53,7 +56,8 @@ void printProgress(const char* line) {
 
 void printCannotOpen(const std::string& path) { std::printf("can't open %s\n", path.c_str()); }
 
-/// Ends the process with status 0 if the recording at `path` can't be opened.
+/// Ends the process if the recording at `path` can't be opened. The status is 0 on purpose: scripts
+/// rely on it, as they do on -1 for a SysEx bank.
 void requireRecording(const std::string& path) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
@@ -63,8 +67,8 @@ void requireRecording(const std::string& path) {
   std::fclose(file);
 }
 
-/// Prints the format of the recording and writes the verdict on it to "format" in `outputFolder`.
-/// Returns the exit status.
+/// Prints the format of the recording and writes the verdict on its sample rate to "format" in
+/// `outputFolder`; any bit depth will do. Returns the exit status.
 int reportWavFormat(const WavLoader& loader, const std::string& outputFolder) {
   const std::string reportPath = outputFolder + "/" + "format";
   std::FILE* report = std::fopen(reportPath.c_str(), "w");
@@ -83,13 +87,15 @@ int reportWavFormat(const WavLoader& loader, const std::string& outputFolder) {
   return EXIT_SUCCESS;
 }
 
+/// Decodes the first channel, at whatever sample rate it was recorded: only the format check looks
+/// at the rate.
 void decodeRecording(const WavLoader& loader, PresetBank& bank) {
   TapeDataReader reader;
   reader.readPresetData(loader.getAudioBuffer(), loader.getNumberOfSamples());
   reader.getRawPresetBankBytes(bank.data());
 }
 
-/// Fills the bank from the SysEx file at `path`, as far as that reaches. Ends the process with
+/// Fills the bank from the SysEx file at `path`, as far as the file reaches. Ends the process with
 /// status -1 if it can't be opened.
 void readSysexBank(const std::string& path, PresetBank& bank) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
@@ -105,7 +111,7 @@ void readSysexBank(const std::string& path, PresetBank& bank) {
 
 int main(int argc, char** argv) {
 #ifdef SIGPIPE
-  // Nobody reading the messages is no reason to leave the files unwritten.
+  // The files are written even if nobody reads the messages.
   std::signal(SIGPIPE, SIG_IGN);
 #endif
 
@@ -124,7 +130,7 @@ int main(int argc, char** argv) {
     printProgress("reading tape data..\n");
     requireRecording(inputPath);
     WavLoader loader;
-    // A file that can't be loaded goes on as silence: the loader is then as it was constructed.
+    // A file that can't be loaded counts as silence: the loader is then as it was constructed.
     static_cast<void>(loader.load(inputPath.c_str()));
     if (options.checkWavFormat) {
       return reportWavFormat(loader, outputFolder);
@@ -143,6 +149,7 @@ int main(int argc, char** argv) {
     K7_PresetRevisionConverter::convertBankRev1ToRev3(bank.data(), bank.data());
   }
 
+  // A failure is only reported; the status stays 0.
   if (writeTransferFiles(bank.data(), presetCount, outputFolder) == -1) {
     std::printf("hmmm, that didn't work..");
   }

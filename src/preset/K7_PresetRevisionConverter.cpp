@@ -17,8 +17,8 @@ struct ByteSource {
 
 using RecordMapping = std::array<ByteSource, presetSize>;
 
-// Line n makes destination byte n. Named are the fields by their revision-3 keys, switch and value;
-// the switches of revision-3 bytes 22 and 23 have no key.
+// Line n makes destination byte n. The comments give the revision-3 keys of switch and value; the
+// switches of revision-3 bytes 22 and 23 have no key.
 constexpr RecordMapping rev3FromRev1{{
     {7, 0},    // OSC_A_PULSE, FILT_ATK
     {6, 1},    // OSC_A_SAW, FILT_DEC

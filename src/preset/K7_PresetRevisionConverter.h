@@ -7,11 +7,11 @@ class K7_PresetRevisionConverter {
  public:
   K7_PresetRevisionConverter() = delete;
 
-  /// Rearranges one record; every bit of the source stands once in the destination.
+  /// Rearranges one record. No bit is lost.
   static void convertPresetRev1ToRev3(const char* source, char* destination);
 
-  /// Rearranges one record back, but for bit 7 of revision-1 byte 8: it repeats POLY-MOD_FREQ_A,
-  /// and UNISON is dropped.
+  /// Rearranges one record back. This is no exact inverse: UNISON is lost, and in its place bit 7
+  /// of revision-1 byte 8 repeats POLY-MOD_FREQ_A.
   static void convertPresetRev3ToRev1(const char* source, char* destination);
 
   /// Converts all 40 records of a bank.

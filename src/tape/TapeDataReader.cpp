@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A class of half-periods, by what `readTillFlip` returns: a run of samples less one.
+/// A class of half-periods, by what `readTillFlip` returns: the length in samples less one.
 struct FlipCountRange {
   int lowest;
   int highest;
@@ -111,7 +111,7 @@ void TapeDataReader::savePresetDataAsBitStreamToFile() const {
     }
     std::fputc('\n', file);
   }
-  // The last line begins with the last data bit, which stands in the line before it too.
+  // The last line repeats the last data bit before the bits that follow the data.
   for (int cell = bitStreamSize - bitsPerByte; cell < bitStreamSize; ++cell) {
     std::fputc(lowestBit(bitStream[cell]), file);
   }
@@ -163,7 +163,7 @@ void TapeDataReader::readConsec(int ones) {
   while (hasSamplesLeft() && oneBits <= ones) {
     const CompletedBit bit = countHalfPeriod(readTillFlip(), longCount);
     if (bit == CompletedBit::Zero) {
-      // `longCount` goes on counting, so a longer run of longs clears the ones only once.
+      // `longCount` is not reset, so a longer run of longs clears the ones only once.
       oneBits = 0;
     } else if (bit == CompletedBit::One) {
       ++oneBits;
@@ -184,9 +184,9 @@ void TapeDataReader::waitforZero() {
 }
 
 /// Counts the half-period of `flipCount` toward a bit of its class and returns the bit that is now
-/// complete. A change of class drops an unfinished bit; a half-period of neither class changes
-/// nothing. After a one bit `shortCount` is 0 again; after a zero bit `longCount` is the caller's
-/// to reset.
+/// complete. A change of class drops an unfinished bit; a half-period of neither class, however
+/// long, changes nothing. After a one bit `shortCount` is 0 again; `longCount` is the caller's to
+/// reset.
 TapeDataReader::CompletedBit TapeDataReader::countHalfPeriod(int flipCount, int& longCount) {
   if (longHalfPeriod.contains(flipCount)) {
     longCount = lastWasShort != 0 ? 1 : longCount + 1;
@@ -228,7 +228,7 @@ void TapeDataReader::regroupBits() {
   }
 }
 
-/// The eight bits of a decoded byte, the first one as the most significant.
+/// The eight bits of a decoded byte; the first is the most significant.
 char TapeDataReader::packedByte(int preset, int byte) const {
   int packed = 0;
   for (const char slot : presetData[preset][byte]) {

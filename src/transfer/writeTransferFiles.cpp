@@ -21,6 +21,7 @@ void writeRecord(std::FILE* file, const char* record) {
 }  // namespace
 
 int writeTransferFiles(const char* bank, int count, std::string outputFolder) {
+  // The "/" is added even after a folder that ends in one.
   static const std::string separator = "/";
   const std::string pathStart = std::move(outputFolder) + separator + "preset";
 
