@@ -111,14 +111,12 @@ const std::vector<Case> cases{
     {"second channel",
      [](Recording& r, recovery::Take& t) {
        r.facts.channels = 2;
-       t.channel = recovery::ChannelUse::Second;
        t.channelIndex = 1;
      },
      {"wrong-channel"}},
     {"both channels",
      [](Recording& r, recovery::Take& t) {
        r.facts.channels = 2;
-       t.channel = recovery::ChannelUse::Sum;
      },
      {}},
     {"lossy", [](Recording& r, recovery::Take&) { r.isLossy = true; }, {"lossy-file"}},

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "preset/PresetBank.h"
 #include "recovery/Take.h"
@@ -55,6 +56,10 @@ DifferentDumps findDifferentDumps(std::span<const Take> takes);
 /// Reads the bank from all takes of one dump together, bit by bit. One take is enough; none gives
 /// 40 missing presets.
 BankReading readBank(std::span<const Take> takes);
+
+/// Joins what two readers or channels found in one recording: of a dump that both found, the better
+/// take stays and gets those presets from the other that only the other is sure of.
+std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others);
 
 /// The index of the best of the dumps found in one recording: the one with the most sure presets,
 /// then the largest margins. -1 where there are none.

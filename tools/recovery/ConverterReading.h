@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 
 #include "preset/PresetBank.h"
 
@@ -11,10 +10,12 @@ namespace recovery {
 struct ConverterReading {
   int wrongPresets = 0;
   std::array<bool, presetCount> isWrong{};
+  double dataStart = -1.0;  // seconds: where it takes the data to begin; below 0 if nowhere
 };
 
 /// Reads the first `count` samples of one channel, taken for 44,100 a second, as the converter
-/// does, and compares the result with `bank`. The samples are only read.
+/// does, and compares the result with `bank`. The samples are only read. At most 16,777,216 of
+/// them: the converter's reader never ends on more.
 ConverterReading readAsConverter(const float* samples, int count, const PresetBank& bank);
 
 }  // namespace recovery

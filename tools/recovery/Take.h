@@ -11,14 +11,14 @@ namespace recovery {
 inline constexpr int bitsPerPreset = 8 * presetSize;
 inline constexpr int bitsPerBank = presetCount * bitsPerPreset;
 
+/// Nats from which on a bit counts as sure.
+inline constexpr float sureMargin = 25.0F;
+
 /// A stretch of a recording, in seconds from its first sample.
 struct Span {
   double start = 0.0;
   double end = 0.0;
 };
-
-/// Which of a recording's channels a dump was read from.
-enum class ChannelUse : std::uint8_t { First, Second, Sum, Difference, Other };
 
 /// What is known of one of the 7,680 bits of a dump.
 struct BitReading {
@@ -50,14 +50,14 @@ struct WavePiece {
 
 /// A place of a dump that was not read surely, with what else it might be.
 struct DoubtfulPlace {
-  Span span;                            // the doubtful bits, seconds in the recording
-  int firstBit = 0;                     // index of the first doubtful bit, 0 to 7,679
-  int bitCount = 0;                     // of the doubtful bits
-  float margin = 0.0F;                  // the least of their margins
-  bool countIsDoubtful = false;         // a bit may have been lost or gained here
-  std::vector<std::int8_t> read;        // the bits of the place as read
-  std::vector<std::int8_t> nearlyRead;  // the next likely reading; its length may differ
-  WavePiece wave;                       // some 30 ms around the worst bit, as recorded
+  Span span;                                 // the doubtful bits, seconds in the recording
+  int firstBit = 0;                          // index of the first doubtful bit, 0 to 7,679
+  int bitCount = 0;                          // of the doubtful bits
+  float margin = 0.0F;                       // the least of their margins
+  bool countIsDoubtful = false;              // a bit may have been lost or gained here
+  std::vector<std::int8_t> read = {};        // the bits of the place as read
+  std::vector<std::int8_t> nearlyRead = {};  // the next likely reading; its length may differ
+  WavePiece wave = {};                       // some 30 ms around the worst bit, as recorded
 };
 
 /// How the signal of a dump was recorded. Levels in decibels, frequencies in hertz.
@@ -78,8 +78,7 @@ struct SignalFacts {
 
 /// One dump, as read from one recording.
 struct Take {
-  ChannelUse channel = ChannelUse::First;
-  int channelIndex = 0;          // of the channel used, or of the first of two
+  int channelIndex = 0;          // of the channel that it was read from, or most of it
   bool isInverted = false;       // bits begin with a negative half-period
   Span leader;                   // empty where there is none
   int leaderOnes = 0;            // one bits read before the start marker

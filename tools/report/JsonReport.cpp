@@ -152,7 +152,7 @@ std::string placeObject(const recovery::DoubtfulPlace& place) {
 
 std::string dumpObject(const recovery::Take& take) {
   Object object;
-  object.addSpan(dumpSpan(take)).addText("channelUse", channelWord(take.channel));
+  object.addSpan(dumpSpan(take));
   object.addNumber("channel", take.channelIndex + 1, 0).addFlag("inverted", take.isInverted);
   object.add("leader", spanObject(take.leader)).addNumber("leaderOnes", take.leaderOnes, 0);
   object.add("marker", spanObject(take.marker));

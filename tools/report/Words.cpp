@@ -185,36 +185,15 @@ const char* reasonSentence(recovery::Reason reason) {
   return "";
 }
 
-const char* channelWord(recovery::ChannelUse channel) {
-  switch (channel) {
-    case recovery::ChannelUse::First:
-      return "first";
-    case recovery::ChannelUse::Second:
-      return "second";
-    case recovery::ChannelUse::Sum:
-      return "sum";
-    case recovery::ChannelUse::Difference:
-      return "difference";
-    case recovery::ChannelUse::Other:
-      break;
-  }
-  return "other";
-}
-
 std::string channelSentence(const recovery::Take& take) {
-  switch (take.channel) {
-    case recovery::ChannelUse::First:
+  switch (take.channelIndex) {
+    case 0:
       return "the first channel";
-    case recovery::ChannelUse::Second:
+    case 1:
       return "the second channel";
-    case recovery::ChannelUse::Sum:
-      return "both channels";
-    case recovery::ChannelUse::Difference:
-      return "both channels, one of them turned over";
-    case recovery::ChannelUse::Other:
-      break;
+    default:
+      return "channel " + std::to_string(take.channelIndex + 1);
   }
-  return "channel " + std::to_string(take.channelIndex + 1);
 }
 
 std::string formatSentence(const Recording& recording) {

@@ -35,7 +35,6 @@ std::string presetName(int record);
 const char* verdictWord(recovery::Verdict verdict);     // "sure"
 const char* reasonWord(recovery::Reason reason);        // "drop-out", for programs
 const char* reasonSentence(recovery::Reason reason);    // "the tones are too weak or gone"
-const char* channelWord(recovery::ChannelUse channel);  // "first", for programs
 
 /// Where the dump lies in the frames, such as "the second channel".
 std::string channelSentence(const recovery::Take& take);

@@ -1,0 +1,195 @@
+#include "recovery/Bank.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace recovery {
+
+namespace {
+
+constexpr float cleanMargin = 1.0e5F;
+constexpr float deepDropOut = 10.0F;
+
+/// Where the bits lie that were recorded.
+Span recordedSpan(const Take& take) {
+  Span span;
+  for (const BitReading& bit : take.bits) {
+    if (bit.value >= 0) {
+      span.start = span.end == 0.0 ? bit.start : span.start;
+      span.end = bit.end;
+    }
+  }
+  return span;
+}
+
+/// The 192 bits of a preset in a take.
+std::span<const BitReading> presetBits(const Take& take, int preset) {
+  return std::span(take.bits).subspan(static_cast<std::size_t>(preset * bitsPerPreset),
+                                      static_cast<std::size_t>(bitsPerPreset));
+}
+
+bool isSure(const Take& take, int preset) {
+  const auto bits = presetBits(take, preset);
+  return take.beginningIsSure && std::all_of(bits.begin(), bits.end(), [](const BitReading& bit) {
+           return bit.value >= 0 && bit.margin >= sureMargin;
+         });
+}
+
+bool isMissing(const Take& take, int preset) {
+  const auto bits = presetBits(take, preset);
+  return std::all_of(bits.begin(), bits.end(), [](const BitReading& bit) { return bit.value < 0; });
+}
+
+bool differ(const Take& a, const Take& b, int preset) {
+  const auto first = presetBits(a, preset);
+  const auto second = presetBits(b, preset);
+  return !std::equal(first.begin(), first.end(), second.begin(),
+                     [](const BitReading& x, const BitReading& y) { return x.value == y.value; });
+}
+
+float leastMargin(const Take& take, int preset) {
+  float least = cleanMargin;
+  for (const BitReading& bit : presetBits(take, preset)) {
+    least = std::min(least, bit.value < 0 ? -1.0F : bit.margin);
+  }
+  return least;
+}
+
+double sumOfMargins(const Take& take) {
+  double sum = 0.0;
+  for (const BitReading& bit : take.bits) {
+    sum += bit.value < 0 ? 0.0 : static_cast<double>(std::min(bit.margin, 2.0F * sureMargin));
+  }
+  return sum;
+}
+
+int surePresets(const Take& take) {
+  int count = 0;
+  for (int preset = 0; preset < presetCount; ++preset) {
+    count += isSure(take, preset) ? 1 : 0;
+  }
+  return count;
+}
+
+bool isBetter(const Take& a, const Take& b) {
+  const int sureA = surePresets(a);
+  const int sureB = surePresets(b);
+  return sureA != sureB ? sureA > sureB : sumOfMargins(a) > sumOfMargins(b);
+}
+
+/// Whether two takes from one recording are of one dump: most of the shorter lies within the
+/// longer.
+bool overlap(const Take& a, const Take& b) {
+  const Span first = recordedSpan(a);
+  const Span second = recordedSpan(b);
+  const double common = std::min(first.end, second.end) - std::max(first.start, second.start);
+  const double shorter = std::min(first.end - first.start, second.end - second.start);
+  return common > shorter / 2.0;
+}
+
+/// The better of two takes of one dump, with the presets that only the other is sure of. Where both
+/// are sure and differ, none is.
+Take joined(const Take& a, const Take& b) {
+  const bool isSecondBetter = isBetter(b, a);
+  Take take = isSecondBetter ? b : a;
+  const Take& other = isSecondBetter ? a : b;
+  for (int preset = 0; preset < presetCount; ++preset) {
+    const auto begin = static_cast<std::ptrdiff_t>(preset * bitsPerPreset);
+    if (isSure(take, preset) && isSure(other, preset) && differ(take, other, preset)) {
+      for (int i = 0; i < bitsPerPreset; ++i) {
+        take.bits[static_cast<std::size_t>(begin + i)].margin = 0.0F;
+      }
+    } else if (!isSure(take, preset) && isSure(other, preset) && take.beginningIsSure) {
+      std::copy_n(other.bits.begin() + begin, bitsPerPreset, take.bits.begin() + begin);
+    }
+  }
+  return take;
+}
+
+}  // namespace
+
+int BankReading::count(Verdict verdict) const {
+  return static_cast<int>(
+      std::count_if(presets.begin(), presets.end(),
+                    [verdict](const PresetReading& preset) { return preset.verdict == verdict; }));
+}
+
+DifferentDumps findDifferentDumps(std::span<const Take> takes) {
+  for (std::size_t a = 0; a < takes.size(); ++a) {
+    for (std::size_t b = a + 1; b < takes.size(); ++b) {
+      for (int preset = 0; preset < presetCount; ++preset) {
+        if (isSure(takes[a], preset) && isSure(takes[b], preset) &&
+            differ(takes[a], takes[b], preset)) {
+          return {static_cast<int>(a), static_cast<int>(b)};
+        }
+      }
+    }
+  }
+  return {};
+}
+
+BankReading readBank(std::span<const Take> takes) {
+  BankReading reading;
+  for (int preset = 0; preset < presetCount; ++preset) {
+    PresetReading& result = reading.presets[static_cast<std::size_t>(preset)];
+    int best = -1;
+    for (std::size_t i = 0; i < takes.size(); ++i) {
+      if (isMissing(takes[i], preset)) {
+        continue;
+      }
+      const auto rank = [&](std::size_t k) {
+        return leastMargin(takes[k], preset) + (isSure(takes[k], preset) ? cleanMargin : 0.0F);
+      };
+      if (best < 0 || rank(i) > rank(static_cast<std::size_t>(best))) {
+        best = static_cast<int>(i);
+      }
+    }
+    if (best < 0) {
+      continue;
+    }
+    const Take& take = takes[static_cast<std::size_t>(best)];
+    const auto bits = presetBits(take, preset);
+    result.take = best;
+    result.span = {bits.front().start, bits.back().end};
+    result.margin = leastMargin(take, preset);
+    result.verdict = isSure(take, preset) ? Verdict::Sure : Verdict::Doubtful;
+    result.reason = Reason::None;
+    for (int byte = 0; byte < presetSize; ++byte) {
+      int value = 0;
+      for (int slot = 0; slot < 8; ++slot) {
+        const BitReading& bit = bits[static_cast<std::size_t>(8 * byte + slot)];
+        value = value * 2 + (bit.value == 1 ? 1 : 0);
+      }
+      reading.bank[static_cast<std::size_t>(presetSize * preset + byte)] = static_cast<char>(value);
+    }
+  }
+  return reading;
+}
+
+std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others) {
+  for (const Take& other : others) {
+    const auto same = std::find_if(takes.begin(), takes.end(),
+                                   [&](const Take& take) { return overlap(take, other); });
+    if (same == takes.end()) {
+      takes.push_back(other);
+    } else {
+      *same = joined(*same, other);
+    }
+  }
+  std::sort(takes.begin(), takes.end(), [](const Take& a, const Take& b) {
+    return recordedSpan(a).start < recordedSpan(b).start;
+  });
+  return takes;
+}
+
+int bestTake(std::span<const Take> takes) {
+  int best = -1;
+  for (std::size_t i = 0; i < takes.size(); ++i) {
+    if (best < 0 || isBetter(takes[i], takes[static_cast<std::size_t>(best)])) {
+      best = static_cast<int>(i);
+    }
+  }
+  return best;
+}
+
+}  // namespace recovery

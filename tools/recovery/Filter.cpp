@@ -1,0 +1,102 @@
+#include "recovery/Filter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
+namespace recovery {
+
+namespace {
+
+constexpr double bassCorner = 230.0;  // hertz; the long half-periods make 450 to 630
+constexpr double medianReach = 0.3;   // seconds to either side
+constexpr float weakest = 0.1F;       // part of the usual level down to which a level is evened
+constexpr float clickLimit = 2.5F;    // times the level
+
+float medianOf(std::vector<float>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+}  // namespace
+
+Biquad Biquad::lowPass(double corner, double sampleRate) {
+  const double k = std::tan(std::numbers::pi * std::min(corner / sampleRate, 0.49));
+  const double norm = 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k);
+  Biquad filter;
+  filter.b0 = k * k * norm;
+  filter.b1 = 2.0 * filter.b0;
+  filter.b2 = filter.b0;
+  filter.a1 = 2.0 * (k * k - 1.0) * norm;
+  filter.a2 = (1.0 - std::numbers::sqrt2 * k + k * k) * norm;
+  return filter;
+}
+
+Biquad Biquad::highPass(double corner, double sampleRate) {
+  Biquad filter = lowPass(corner, sampleRate);
+  const double k = std::tan(std::numbers::pi * std::min(corner / sampleRate, 0.49));
+  filter.b0 = 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k);
+  filter.b1 = -2.0 * filter.b0;
+  filter.b2 = filter.b0;
+  return filter;
+}
+
+void Biquad::run(std::vector<float>& samples) {
+  for (float& sample : samples) {
+    sample = next(sample);
+  }
+}
+
+void removeBass(std::vector<float>& samples, double sampleRate) {
+  for (int direction = 0; direction < 2; ++direction) {
+    Biquad::highPass(bassCorner, sampleRate).run(samples);
+    std::reverse(samples.begin(), samples.end());
+  }
+}
+
+std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
+  const auto hop = std::max<std::size_t>(1, static_cast<std::size_t>(levelHop * sampleRate));
+  std::vector<float> peaks;
+  for (std::size_t begin = 0; begin < samples.size(); begin += hop) {
+    float peak = 0.0F;
+    for (std::size_t i = begin; i < std::min(begin + hop, samples.size()); ++i) {
+      peak = std::max(peak, std::abs(samples[i]));
+    }
+    peaks.push_back(peak);
+  }
+  if (peaks.empty()) {
+    return peaks;
+  }
+
+  std::vector<float> sorted = peaks;
+  const auto high = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * 3 / 5);
+  std::nth_element(sorted.begin(), high, sorted.end());
+  const float lowest = std::max(*high * weakest, 1.0e-9F);
+
+  // The median changes slowly: it is taken at every tenth step and drawn straight between.
+  constexpr std::size_t stride = 10;
+  const auto reach = static_cast<std::size_t>(medianReach / levelHop);
+  std::vector<float> medians;
+  std::vector<float> around;
+  for (std::size_t i = 0; i < peaks.size() + stride; i += stride) {
+    const std::size_t middle = std::min(i, peaks.size() - 1);
+    const std::size_t begin = middle - std::min(middle, reach);
+    const std::size_t end = std::min(middle + reach + 1, peaks.size());
+    around.assign(peaks.begin() + static_cast<std::ptrdiff_t>(begin),
+                  peaks.begin() + static_cast<std::ptrdiff_t>(end));
+    medians.push_back(std::max(medianOf(around), lowest));
+  }
+  std::vector<float> levels(peaks.size());
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    const float part = static_cast<float>(i % stride) / static_cast<float>(stride);
+    levels[i] = medians[i / stride] * (1.0F - part) + medians[i / stride + 1] * part;
+  }
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples[i] = std::clamp(samples[i] / levels[i / hop], -clickLimit, clickLimit);
+  }
+  return levels;
+}
+
+}  // namespace recovery

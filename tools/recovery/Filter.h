@@ -1,0 +1,40 @@
+#pragma once
+
+#include <vector>
+
+namespace recovery {
+
+/// A recursive filter of the second order.
+class Biquad {
+ public:
+  /// Butterworth filters with their corner, in hertz, for `sampleRate` samples a second. A corner
+  /// beyond the reach of the rate is moved to it.
+  static Biquad lowPass(double corner, double sampleRate);
+  static Biquad highPass(double corner, double sampleRate);
+
+  float next(float sample) {
+    const double input = static_cast<double>(sample);
+    const double output = b0 * input + first;
+    first = b1 * input - a1 * output + second;
+    second = b2 * input - a2 * output;
+    return static_cast<float>(output);
+  }
+
+  /// Filters all of `samples` in place, from the state that earlier samples left.
+  void run(std::vector<float>& samples);
+
+ private:
+  double b0 = 1.0, b1 = 0.0, b2 = 0.0, a1 = 0.0, a2 = 0.0;
+  double first = 0.0, second = 0.0;
+};
+
+/// Takes away what lies below the tones (DC, hum, rumble), without a shift of phase.
+void removeBass(std::vector<float>& samples, double sampleRate);
+
+/// Divides `samples` by the level of the tones, the median over 0.6 s, so that their peaks are near
+/// 1.0, and limits clicks. Where the signal is much weaker than in the rest it stays so. Returns
+/// the level for each `levelHop` seconds.
+std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate);
+inline constexpr double levelHop = 0.005;
+
+}  // namespace recovery

@@ -1,0 +1,147 @@
+#include "recovery/RegionReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "recovery/Bank.h"
+#include "recovery/Bits.h"
+#include "recovery/Filter.h"
+#include "recovery/Framing.h"
+#include "recovery/HalfPeriods.h"
+#include "recovery/Places.h"
+#include "recovery/Signal.h"
+#include "recovery/SpeedTrack.h"
+
+namespace recovery {
+
+namespace {
+
+constexpr float chainMargin = 60.0F;  // nats of a bit without a flaw
+constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quieter one is dead
+
+BitSequence sequenceOf(const BitChain& chain) {
+  BitSequence sequence;
+  for (const TimedBit& bit : chain.bits) {
+    sequence.bits.push_back({bit.start, bit.end, bit.value, true, chainMargin, 1.0F, 1.0F});
+  }
+  if (chain.endsInSilence) {
+    const double end = chain.bits.back().end;
+    constexpr std::size_t silentBits = 4;
+    sequence.bits.insert(sequence.bits.end(), silentBits,
+                         {end, end, false, false, 0.0F, 0.0F, 0.0F});
+  }
+  return sequence;
+}
+
+ReadBit readBitOf(const PathBit& bit, const TapeSignal& signal) {
+  const auto timeAt = [&](int position) {
+    return signal.times[std::min(static_cast<std::size_t>(position), signal.times.size() - 1)];
+  };
+  return {timeAt(bit.start),
+          timeAt(bit.start + bit.length),
+          bit.value,
+          bit.hasTone(),
+          bit.margin,
+          bit.gain,
+          bit.fit};
+}
+
+std::vector<ReadBit> readBitsOf(const std::vector<PathBit>& bits, const TapeSignal& signal) {
+  std::vector<ReadBit> converted;
+  converted.reserve(bits.size());
+  for (const PathBit& bit : bits) {
+    converted.push_back(readBitOf(bit, signal));
+  }
+  return converted;
+}
+
+BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
+  BitSequence sequence{readBitsOf(path.bits, signal), {}};
+  for (const WeakStretch& weak : path.weakStretches) {
+    BitSequence::Stretch stretch{weak.begin, weak.end, {}, readBitsOf(weak.other, signal)};
+    for (const WeakStretch::Reading& reading : weak.readings) {
+      stretch.readings.push_back({reading.cost, readBitsOf(reading.bits, signal)});
+    }
+    sequence.stretches.push_back(std::move(stretch));
+  }
+  return sequence;
+}
+
+/// Whether the best of the takes gives all presets surely.
+bool isWhole(const std::vector<Take>& takes) {
+  const int best = bestTake(takes);
+  return best >= 0 && readBank(std::span(takes).subspan(static_cast<std::size_t>(best), 1))
+                              .count(Verdict::Sure) == presetCount;
+}
+
+std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleRate) {
+  std::vector<float> evened = recorded;
+  removeBass(evened, sampleRate);
+  evenLevel(evened, sampleRate);
+  const std::optional<SpeedTrack> track = SpeedTrack::measure(evened, sampleRate);
+  if (!track) {
+    return {};
+  }
+  // Most recordings read without a flaw; only what does not takes the longer way.
+  std::vector<Take> takes;
+  for (const BitChain& chain : readChains(evened, sampleRate, *track)) {
+    std::vector<Take> found = frameDumps(sequenceOf(chain));
+    std::move(found.begin(), found.end(), std::back_inserter(takes));
+  }
+  if (!isWhole(takes)) {
+    const TapeSignal signal = resample(evened, sampleRate, *track);
+    const BitSequence sequence = sequenceOf(readByWaves(signal, readByEnergy(signal)), signal);
+    std::vector<Take> decoded = frameDumps(sequence);
+    for (Take& take : decoded) {
+      describePlaces(take, sequence, recorded, sampleRate);
+    }
+    takes = mergeTakes(std::move(decoded), takes);
+  }
+  for (Take& take : takes) {
+    describeSignal(take, recorded, evened, sampleRate, *track);
+  }
+  return takes;
+}
+
+float levelOf(const std::vector<float>& samples) {
+  double energy = 0.0;
+  for (const float sample : samples) {
+    energy += static_cast<double>(sample) * static_cast<double>(sample);
+  }
+  return static_cast<float>(
+      std::sqrt(energy / static_cast<double>(std::max<std::size_t>(1, samples.size()))));
+}
+
+}  // namespace
+
+std::vector<Take> readRegion(const std::vector<std::vector<float>>& channels, double sampleRate) {
+  std::vector<float> levels(channels.size());
+  std::transform(channels.begin(), channels.end(), levels.begin(), levelOf);
+  const float loudest = *std::max_element(levels.begin(), levels.end());
+
+  std::vector<Take> takes;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    const bool isRepeated =
+        std::find(channels.begin(), channels.begin() + static_cast<std::ptrdiff_t>(i),
+                  channels[i]) != channels.begin() + static_cast<std::ptrdiff_t>(i);
+    if (levels[i] < leastShare * loudest || isRepeated) {
+      continue;
+    }
+    std::vector<Take> found = readChannel(channels[i], sampleRate);
+    for (Take& take : found) {
+      take.channelIndex = static_cast<int>(i);
+    }
+    takes = mergeTakes(std::move(takes), found);
+    if (isWhole(takes)) {
+      break;
+    }
+  }
+  return takes;
+}
+
+}  // namespace recovery

@@ -1,0 +1,100 @@
+#include "recovery/Regions.h"
+
+#include <algorithm>
+
+namespace recovery {
+
+namespace {
+
+constexpr double tonesPart = 0.52;     // of a block's energy that the two bands must hold
+constexpr double quietest = 1.0e-9;    // mean square below which a block is silence: -90 dBFS
+constexpr double windowSeconds = 0.6;  // over which tones are counted
+constexpr double openPart = 0.5;       // of the window that opens a region
+constexpr double closePart = 0.2;      // of the window under which it ends
+constexpr double leadSeconds = 0.9;    // kept before and after the tones
+constexpr double longestSeconds = 150.0;
+constexpr double overlapSeconds = 40.0;  // of the pieces of a longer region: more than a dump
+constexpr double shortestSeconds = 0.7;  // of tones in all, about a preset
+
+std::size_t blocks(double seconds, double ofSeconds) {
+  return std::max<std::size_t>(1, static_cast<std::size_t>(seconds / ofSeconds + 0.5));
+}
+
+}  // namespace
+
+void ToneDetector::Band::add(float sample) {
+  const auto value = static_cast<double>(lowPass.next(highPass.next(sample)));
+  energy += value * value;
+}
+
+ToneDetector::ToneDetector(double sampleRate)
+    : length(blocks(blockSeconds, 1.0 / sampleRate)),
+      low{Biquad::highPass(330.0, sampleRate), Biquad::lowPass(850.0, sampleRate)},
+      high{Biquad::highPass(1050.0, sampleRate), Biquad::lowPass(3000.0, sampleRate)},
+      whole{Biquad::highPass(250.0, sampleRate), Biquad::lowPass(6000.0, sampleRate)} {}
+
+void ToneDetector::add(const float* samples, std::size_t count, std::vector<bool>& flags) {
+  for (std::size_t i = 0; i < count; ++i) {
+    low.add(samples[i]);
+    high.add(samples[i]);
+    whole.add(samples[i]);
+    if (++filled == length) {
+      flags.push_back(whole.energy > quietest * static_cast<double>(length) &&
+                      low.energy + high.energy > tonesPart * whole.energy);
+      low.energy = high.energy = whole.energy = 0.0;
+      filled = 0;
+    }
+  }
+}
+
+RegionFinder::RegionFinder(double blockLength)
+    : window(blocks(windowSeconds, blockLength)),
+      lead(blocks(leadSeconds, blockLength)),
+      longest(blocks(longestSeconds, blockLength)),
+      shortest(blocks(shortestSeconds, blockLength)),
+      recent(window, false) {}
+
+std::optional<BlockRange> RegionFinder::add(bool hasTones) {
+  const std::size_t slot = count % window;
+  tones = tones - (recent[slot] ? 1 : 0) + (hasTones ? 1 : 0);
+  recent[slot] = hasTones;
+  ++count;
+  const double part = static_cast<double>(tones) / static_cast<double>(window);
+  if (!isOpen) {
+    if (part >= openPart) {
+      isOpen = true;
+      begin = std::max(count - std::min(count, window + lead), lastEnd);
+      toneBlocks = tones;
+    }
+    return std::nullopt;
+  }
+  toneBlocks += hasTones ? 1 : 0;
+  if (part < closePart) {
+    // What follows the tones is taken along, so that their end can be seen.
+    return close(count);
+  }
+  if (count - begin >= longest) {
+    const std::size_t overlap = longest * static_cast<std::size_t>(overlapSeconds) /
+                                static_cast<std::size_t>(longestSeconds);
+    std::optional<BlockRange> piece = close(count);
+    isOpen = true;
+    begin = count - overlap;
+    toneBlocks = overlap;
+    return piece;
+  }
+  return std::nullopt;
+}
+
+std::optional<BlockRange> RegionFinder::finish() { return isOpen ? close(count) : std::nullopt; }
+
+std::optional<BlockRange> RegionFinder::close(std::size_t end) {
+  isOpen = false;
+  lastEnd = end;
+  return toneBlocks >= shortest ? std::optional(BlockRange{begin, end}) : std::nullopt;
+}
+
+std::size_t RegionFinder::firstNeeded() const {
+  return isOpen ? begin : count - std::min(count, window + lead);
+}
+
+}  // namespace recovery

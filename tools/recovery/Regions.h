@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "recovery/Filter.h"
+
+namespace recovery {
+
+/// The length of the stretches into which a recording is cut for the search.
+inline constexpr double blockSeconds = 0.05;
+
+/// Finds, in a stream, where the two tones dominate one channel: silence, hiss and most of voice
+/// and music fall away here.
+class ToneDetector {
+ public:
+  /// For `sampleRate` samples a second.
+  explicit ToneDetector(double sampleRate);
+
+  /// Takes the next samples and appends a flag for each stretch of `blockLength()` samples that is
+  /// now complete: true where the tones dominate.
+  void add(const float* samples, std::size_t count, std::vector<bool>& flags);
+
+  std::size_t blockLength() const { return length; }
+
+ private:
+  struct Band {
+    Biquad highPass;
+    Biquad lowPass;
+    double energy = 0.0;
+
+    void add(float sample);
+  };
+
+  std::size_t length;
+  std::size_t filled = 0;
+  Band low;
+  Band high;
+  Band whole;
+};
+
+/// A region of blocks in which a dump may lie, silence around it included.
+struct BlockRange {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+};
+
+/// Joins the flags of blocks, in a stream, to regions.
+class RegionFinder {
+ public:
+  /// For blocks of `blockSeconds`.
+  explicit RegionFinder(double blockSeconds);
+
+  /// Takes the flag of the next block. Returns the region that ended with it, if one did.
+  std::optional<BlockRange> add(bool hasTones);
+
+  /// Ends the stream. Returns the region that was open, if one was.
+  std::optional<BlockRange> finish();
+
+  /// The first block that a region which is open or may open can need.
+  std::size_t firstNeeded() const;
+
+ private:
+  std::optional<BlockRange> close(std::size_t end);
+
+  std::size_t window;  // blocks over which flags are counted
+  std::size_t lead;    // blocks before and after the tones that belong to a region
+  std::size_t longest;
+  std::size_t shortest;
+  std::vector<bool> recent;  // a ring of the last `window` flags
+  std::size_t count = 0;     // blocks so far
+  std::size_t tones = 0;     // flags set in `recent`
+  bool isOpen = false;
+  std::size_t begin = 0;
+  std::size_t lastEnd = 0;  // of the region before
+  std::size_t toneBlocks = 0;
+};
+
+}  // namespace recovery

@@ -1,0 +1,314 @@
+#include "recovery/Signal.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <numbers>
+
+#include "recovery/Filter.h"
+
+namespace recovery {
+
+namespace {
+
+constexpr double nominalRate = 44100.0;
+constexpr double nominalLong = 42.0;         // samples of a half-period at the nominal rate
+constexpr double dropOutDepth = 8.0;         // decibels below the bits of the same value around
+constexpr double spectrumStep = 10.0;        // hertz
+constexpr std::size_t spectrumSize = 601;    // up to 6 kHz
+constexpr double spectrumWindow = 0.1;       // seconds
+constexpr std::size_t spectrumWindows = 12;  // spread over the dump
+constexpr double humAboveRest = 8.0;         // decibels above the frequencies around it
+constexpr double nothing = -70.0;            // decibels below the strongest frequency
+
+double decibels(double amplitude) { return 20.0 * std::log10(std::max(amplitude, 1.0e-10)); }
+
+template <typename Value>
+Value quantile(std::vector<Value>& values, double part) {
+  const auto at =
+      values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
+  std::nth_element(values.begin(), at, values.end());
+  return *at;
+}
+
+/// A stretch of samples.
+struct Window {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+};
+
+Window windowOf(const Span& span, double sampleRate, std::size_t size) {
+  const auto index = [&](double time) {
+    return std::min(size, static_cast<std::size_t>(std::max(0.0, time * sampleRate)));
+  };
+  return {index(span.start), index(span.end)};
+}
+
+/// The part of a window that is a sine of `frequency`: its amplitude.
+double amplitudeAt(const std::vector<float>& samples, Window window, double frequency,
+                   double sampleRate) {
+  const std::complex<double> turn =
+      std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
+  const double size = static_cast<double>(window.end - window.begin);
+  const std::complex<double> windowTurn = std::polar(1.0, 2.0 * std::numbers::pi / size);
+  std::complex<double> phase(1.0, 0.0);
+  std::complex<double> windowPhase(1.0, 0.0);
+  std::complex<double> sum(0.0, 0.0);
+  for (std::size_t i = window.begin; i < window.end; ++i) {
+    const double raisedCosine = 1.0 - windowPhase.real();
+    sum += phase * (raisedCosine * static_cast<double>(samples[i]));
+    phase *= turn;
+    windowPhase *= windowTurn;
+  }
+  return 2.0 * std::abs(sum) / std::max(size, 1.0);
+}
+
+/// The bits of a take that were recorded, as one stretch of time.
+Span recordedSpan(const Take& take) {
+  Span span;
+  bool isFirst = true;
+  for (const BitReading& bit : take.bits) {
+    if (bit.value < 0) {
+      continue;
+    }
+    if (isFirst) {
+      span.start = bit.start;
+      isFirst = false;
+    }
+    span.end = bit.end;
+  }
+  return span;
+}
+
+/// The root of the mean square of each recorded bit, in `samples`; 0 where there is none.
+std::vector<double> bitLevels(const Take& take, const std::vector<float>& samples,
+                              double sampleRate) {
+  std::vector<double> levels(take.bits.size(), 0.0);
+  for (std::size_t k = 0; k < levels.size(); ++k) {
+    const BitReading& bit = take.bits[k];
+    const Window window = windowOf({bit.start, bit.end}, sampleRate, samples.size());
+    if (bit.value < 0 || window.end <= window.begin) {
+      continue;
+    }
+    double energy = 0.0;
+    for (std::size_t i = window.begin; i < window.end; ++i) {
+      energy += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
+    }
+    levels[k] = std::sqrt(energy / static_cast<double>(window.end - window.begin));
+  }
+  return levels;
+}
+
+/// What the usual level of the bits of each value is around the bit `k`.
+double usualLevel(const Take& take, const std::vector<double>& levels, std::size_t k) {
+  constexpr std::size_t reach = 60;
+  std::vector<double> same;
+  for (std::size_t i = k - std::min(k, reach); i < std::min(k + reach + 1, levels.size()); ++i) {
+    if (take.bits[i].value == take.bits[k].value) {
+      same.push_back(levels[i]);
+    }
+  }
+  return quantile(same, 0.5);
+}
+
+std::vector<DropOut> findDropOuts(const Take& take, const std::vector<double>& levels) {
+  std::vector<DropOut> dropOuts;
+  double usual = 0.0;
+  for (std::size_t k = 0; k < levels.size(); ++k) {
+    const BitReading& bit = take.bits[k];
+    if (bit.value < 0) {
+      continue;
+    }
+    usual = usualLevel(take, levels, k);
+    const double depth = decibels(usual) - decibels(levels[k]);
+    if (depth < dropOutDepth) {
+      continue;
+    }
+    if (!dropOuts.empty() && bit.start - dropOuts.back().span.end < 1.0e-6) {
+      dropOuts.back().span.end = bit.end;
+      dropOuts.back().depth = std::max(dropOuts.back().depth, depth);
+    } else {
+      dropOuts.push_back({{bit.start, bit.end}, depth});
+    }
+  }
+  return dropOuts;
+}
+
+/// How loud the rest is beside the tones: what a sine and its harmonics leave of each bit, by the
+/// median over some hundred bits.
+double noiseLevel(const Take& take, const std::vector<float>& samples, double sampleRate) {
+  std::vector<double> parts;
+  for (std::size_t k = 10; k < take.bits.size(); k += 37) {
+    const BitReading& bit = take.bits[k];
+    const Window window = windowOf({bit.start, bit.end}, sampleRate, samples.size());
+    const double size = static_cast<double>(window.end - window.begin);
+    if (bit.value < 0 || window.end < window.begin + 8) {
+      continue;
+    }
+    double energy = 0.0;
+    for (std::size_t i = window.begin; i < window.end; ++i) {
+      energy += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
+    }
+    const double tone = (bit.value == 1 ? 6.0 : 2.0) / (bit.end - bit.start);
+    double explained = 0.0;
+    for (int harmonic = 1; harmonic <= (bit.value == 1 ? 2 : 7); ++harmonic) {
+      std::complex<double> sum(0.0, 0.0);
+      const double start = bit.start * sampleRate;
+      for (std::size_t i = window.begin; i < window.end; ++i) {
+        const double angle = 2.0 * std::numbers::pi * tone * harmonic / sampleRate *
+                             (static_cast<double>(i) - start);
+        sum += std::polar(static_cast<double>(samples[i]), -angle);
+      }
+      explained += 2.0 * std::norm(sum) / size;
+    }
+    parts.push_back(std::max(energy - explained, energy * 1.0e-5) / std::max(explained, 1.0e-12));
+  }
+  return parts.empty() ? 0.0 : decibels(std::sqrt(quantile(parts, 0.4)));
+}
+
+/// Finds mains hum, with its first harmonics.
+void findHum(SignalFacts& facts, const std::vector<float>& samples, Window window,
+             double sampleRate, double toneAmplitude) {
+  constexpr std::array<double, 2> mains{50.0, 60.0};
+  constexpr std::size_t pieces = 6;
+  const auto size = static_cast<std::size_t>(sampleRate);
+  if (window.end - window.begin < size) {
+    return;
+  }
+  const auto mean = [&](double frequency) {
+    double sum = 0.0;
+    for (std::size_t piece = 0; piece < pieces; ++piece) {
+      const std::size_t begin =
+          window.begin + (window.end - window.begin - size) * piece / (pieces - 1);
+      const double amplitude = amplitudeAt(samples, {begin, begin + size}, frequency, sampleRate);
+      sum += amplitude * amplitude;
+    }
+    return std::sqrt(sum / pieces);
+  };
+  double loudest = 0.0;
+  for (const double frequency : mains) {
+    double energy = 0.0;
+    double rest = 0.0;
+    for (const int harmonic : {1, 2, 3}) {
+      const double amplitude = mean(frequency * harmonic);
+      energy += amplitude * amplitude;
+      const double below = mean(frequency * harmonic - 6.0);
+      const double above = mean(frequency * harmonic + 6.0);
+      rest += std::max(below * below, above * above);
+    }
+    const bool standsOut = decibels(std::sqrt(energy)) > decibels(std::sqrt(rest)) + humAboveRest;
+    if (standsOut && energy > loudest) {
+      loudest = energy;
+      facts.humFrequency = frequency;
+      facts.humLevel = decibels(std::sqrt(energy) / toneAmplitude);
+    }
+  }
+}
+
+std::vector<float> measureSpectrum(const std::vector<float>& samples, Window window,
+                                   double sampleRate) {
+  std::vector<float> spectrum(spectrumSize, static_cast<float>(decibels(0.0)));
+  const auto size = static_cast<std::size_t>(spectrumWindow * sampleRate);
+  if (window.end - window.begin < size) {
+    return spectrum;
+  }
+  for (std::size_t i = 1; i < spectrumSize; ++i) {
+    const double frequency = static_cast<double>(i) * spectrumStep;
+    if (frequency >= sampleRate / 2.0) {
+      break;
+    }
+    double energy = 0.0;
+    for (std::size_t piece = 0; piece < spectrumWindows; ++piece) {
+      const std::size_t begin =
+          window.begin + (window.end - window.begin - size) * piece / (spectrumWindows - 1);
+      const double amplitude = amplitudeAt(samples, {begin, begin + size}, frequency, sampleRate);
+      energy += amplitude * amplitude;
+    }
+    spectrum[i] = static_cast<float>(decibels(std::sqrt(energy / spectrumWindows)));
+  }
+  return spectrum;
+}
+
+void countHalfPeriods(Take& take, const std::vector<float>& samples, Window window,
+                      double sampleRate) {
+  const double perSample = 4.0 * nominalRate / sampleRate;
+  double last = -1.0;
+  for (std::size_t i = std::max<std::size_t>(window.begin, 1); i < window.end; ++i) {
+    if ((samples[i - 1] > 0.0F) == (samples[i] > 0.0F)) {
+      continue;
+    }
+    const double crossing =
+        static_cast<double>(i) - 1.0 +
+        static_cast<double>(samples[i - 1]) /
+            (static_cast<double>(samples[i - 1]) - static_cast<double>(samples[i]));
+    if (last >= 0.0) {
+      const auto bin = static_cast<std::size_t>((crossing - last) * perSample);
+      ++take.halfPeriods[std::min(bin, take.halfPeriods.size() - 1)];
+    }
+    last = crossing;
+  }
+}
+
+void describeSpeed(Take& take, const Span& span, const SpeedTrack& track) {
+  SignalFacts& facts = take.signal;
+  std::vector<double> speeds;
+  for (std::size_t i = 0; i < track.lengths().size(); ++i) {
+    const double time = static_cast<double>(i) * SpeedTrack::hop;
+    if (time < span.start || time > span.end) {
+      continue;
+    }
+    const double longLength = track.lengths()[i] * track.ratio();
+    take.speed.push_back({time, nominalLong / nominalRate / longLength});
+    speeds.push_back(take.speed.back().speed);
+  }
+  if (speeds.empty()) {
+    return;
+  }
+  facts.speedMedian = quantile(speeds, 0.5);
+  facts.speedWander = (quantile(speeds, 0.95) - quantile(speeds, 0.05)) / 2.0;
+  facts.longHalfPeriod = nominalLong / nominalRate / facts.speedMedian;
+  facts.shortHalfPeriod = facts.longHalfPeriod / track.ratio();
+}
+
+}  // namespace
+
+void describeSignal(Take& take, const std::vector<float>& recorded,
+                    const std::vector<float>& evened, double sampleRate, const SpeedTrack& track) {
+  const Span span = recordedSpan(take);
+  const Window window = windowOf(span, sampleRate, recorded.size());
+  if (window.end <= window.begin) {
+    return;
+  }
+  SignalFacts& facts = take.signal;
+  double sum = 0.0;
+  double peak = 0.0;
+  for (std::size_t i = window.begin; i < window.end; ++i) {
+    sum += static_cast<double>(recorded[i]);
+    peak = std::max(peak, std::abs(static_cast<double>(recorded[i])));
+  }
+  facts.dcOffset = sum / static_cast<double>(window.end - window.begin);
+  facts.peakLevel = decibels(peak);
+
+  std::vector<float> tones = recorded;
+  removeBass(tones, sampleRate);
+  std::vector<double> levels = bitLevels(take, tones, sampleRate);
+  take.dropOuts = findDropOuts(take, levels);
+  const double toneAmplitude = std::max(std::sqrt(2.0) * quantile(levels, 0.5), 1.0e-9);
+  facts.toneLevel = decibels(toneAmplitude);
+  facts.noiseLevel = noiseLevel(take, evened, sampleRate);
+  findHum(facts, recorded, window, sampleRate, toneAmplitude);
+
+  describeSpeed(take, span, track);
+  countHalfPeriods(take, recorded, window, sampleRate);
+  take.spectrum = measureSpectrum(recorded, window, sampleRate);
+  const float strongest = *std::max_element(take.spectrum.begin(), take.spectrum.end());
+  for (std::size_t i = 0; i < take.spectrum.size(); ++i) {
+    if (static_cast<double>(take.spectrum[i] - strongest) > nothing) {
+      facts.bandwidth = static_cast<double>(i) * spectrumStep;
+    }
+  }
+}
+
+}  // namespace recovery

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+namespace recovery {
+
+/// How fast the tape ran, as the length of a short half-period against time.
+class SpeedTrack {
+ public:
+  /// Measures `samples`, levelled and without bass, at `sampleRate` a second. Nothing where no tone
+  /// is found.
+  static std::optional<SpeedTrack> measure(const std::vector<float>& samples, double sampleRate);
+
+  /// The length of a short half-period around `time`, in seconds; `time` in seconds from the first
+  /// sample.
+  double shortHalfPeriod(double time) const;
+
+  /// Lengths of the long half-periods against the short ones; about 3.5.
+  double ratio() const { return longToShort; }
+
+  /// Corrects the track by what the bits themselves tell: around `times[i]`, ascending,
+  /// half-periods were `factors[i]` times as long as the track has them.
+  void correct(const std::vector<double>& times, const std::vector<double>& factors);
+
+  /// Corrects the ratio by a factor.
+  void correctRatio(double factor) { longToShort *= factor; }
+
+  /// Moments of the track, seconds, and the length of a short half-period there.
+  static constexpr double hop = 0.025;
+  const std::vector<double>& lengths() const { return shortLengths; }
+
+ private:
+  std::vector<double> shortLengths;  // one for each hop
+  double longToShort = 3.5;
+};
+
+}  // namespace recovery
