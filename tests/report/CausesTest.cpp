@@ -114,11 +114,6 @@ const std::vector<Case> cases{
        t.channelIndex = 1;
      },
      {"wrong-channel"}},
-    {"both channels",
-     [](Recording& r, recovery::Take& t) {
-       r.facts.channels = 2;
-     },
-     {}},
     {"lossy", [](Recording& r, recovery::Take&) { r.isLossy = true; }, {"lossy-file"}},
     {"96,000 Hz",
      [](Recording& r, recovery::Take&) { r.facts.sampleRate = 96000.0; },
