@@ -615,13 +615,20 @@ TEST(WavLoaderDeathTest, ABlockAlignOf0EndsByAnArithmeticFault) {
       Rejected);
 }
 
-TEST(WavLoaderDeathTest, TheArithmeticFaultCannotBeIgnored) {
+TEST(WavLoaderDeathTest, TheArithmeticFaultCannotBeIgnoredOrHeldBack) {
   const WavFileOnDisk file(fileOf({.blockAlign = 0}));
   const auto loadIgnoringFaults = [&file] {
     std::signal(SIGFPE, SIG_IGN);
     WavLoader().load(file.path());
   };
+  const auto loadHoldingFaultsBack = [&file] {
+    sigset_t faults;
+    sigfillset(&faults);
+    sigprocmask(SIG_BLOCK, &faults, nullptr);
+    WavLoader().load(file.path());
+  };
   EXPECT_EXIT(loadIgnoringFaults(), KilledBySignal(SIGFPE), "^$");
+  EXPECT_EXIT(loadHoldingFaultsBack(), KilledBySignal(SIGFPE), "^$");
 }
 
 // Loading twice, and what is given back
