@@ -96,19 +96,22 @@ class ByteReader {
 
   /// Reads a file that does not tell its size, such as a pipe, into memory.
   void readWhole() {
-    copy = std::make_unique_for_overwrite<char[]>(mostBytes);
-    stream.read(copy.get(), mostBytes);
-    if (!stream.bad()) {
-      size = static_cast<std::uint64_t>(stream.gcount());
+    while (stream.good() && size < mostBytes) {
+      copy.resize(size + blockSize);
+      stream.read(copy.data() + size, blockSize);
+      size += static_cast<std::uint64_t>(stream.gcount());
     }
-    copyBuffer.show(copy.get(), size);
+    if (stream.bad()) {
+      size = 0;
+    }
+    copyBuffer.show(copy.data(), size);
     stream.rdbuf(&copyBuffer);
   }
 
   std::uint64_t bytesLeft() const { return place < size ? size - place : 0; }
 
   std::filebuf file;
-  std::unique_ptr<char[]> copy;
+  std::vector<char> copy;
   MemoryBuffer copyBuffer;
   std::istream stream{&file};
   std::uint64_t size = 0;
