@@ -25,7 +25,7 @@ static_assert(sizeof(WaveFormatHeader) == 24 && std::is_trivially_copyable_v<Wav
 
 namespace {
 
-constexpr std::uint64_t mostBytes = 16 * 1024 * 1024;  // of a file that count
+constexpr std::uint64_t mostBytes = 16 * 1024 * 1024;  // no byte of a file beyond them counts
 constexpr std::uint64_t fewestBytes = 20;
 constexpr int blockSize = 64 * 1024;  // bytes, stays in the cache
 constexpr int integerPcm = 1;
@@ -38,8 +38,8 @@ constexpr ChunkId junkId{'J', 'U', 'N', 'K'};
 constexpr ChunkId formatId{'f', 'm', 't', ' '};
 constexpr ChunkId dataId{'d', 'a', 't', 'a'};
 
-/// Reads the bytes of a file that count, from front to back. They are followed by zeros without
-/// end.
+/// Reads the bytes of a file that count, from front to back. Any number of zeros can be read after
+/// them.
 class ByteReader {
  public:
   /// Opens the file at `path`. One that can't be opened has no bytes.
@@ -121,7 +121,7 @@ class ByteReader {
 /// What the processor does on a division by zero, which the language leaves undefined.
 [[noreturn]] void endWithArithmeticFault() {
   std::signal(SIGFPE, SIG_DFL);
-#ifdef SIG_UNBLOCK
+#ifndef _WIN32  // has no blocked signals
   sigset_t faults;
   sigemptyset(&faults);
   sigaddset(&faults, SIGFPE);
