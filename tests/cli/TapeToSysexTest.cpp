@@ -179,7 +179,7 @@ TEST_P(Refusals, AreALineAndChangeNoFile) {
 const std::vector<Refusal> wrongUsage{
     {"", 2, "RECORDING"},
     {"--wrong dump.wav", 2, "--wrong"},
-    {"-x.wav", 2, "-x.wav"},
+    {"dump.wav -x.wav", 2, "-x.wav"},
     {"dump.wav -o", 2, "-o"},
     {"dump.wav --dump 0", 2, "--dump"},
     {"dump.wav --dump 1x", 2, "--dump"},

@@ -93,12 +93,13 @@ ConverterAnswer askConverter(const std::string& path, const AudioFormat& format,
     return answer;
   }
   WavLoader loader;
-  if (!loader.load(path.c_str())) {
+  if (!loader.load(path.c_str()) || loader.getSampleRate() <= 0) {
     return answer;  // changed since it was asked for
   }
   const auto reading =
       recovery::readAsConverter(loader.getAudioBuffer(), loader.getNumberOfSamples(), bank);
   answer.isWrong = reading.isWrong;
+  answer.dataStart = reading.dataStart * tapeSampleRate / loader.getSampleRate();
   const bool isRight = std::ranges::count(reading.isWrong, true) == 0;
   answer.outcome = isRight ? ConverterOutcome::ReadsRight : ConverterOutcome::ReadsWrong;
   if (!isRight) {
