@@ -158,7 +158,8 @@ void PrintTo(const Refusal& refusal, std::ostream* stream) {
 class Refusals : public TapeToSysexTest, public ::testing::WithParamInterface<Refusal> {
  protected:
   Refusals() {
-    give("other.wav", recordingOf(otherBank));
+    static const std::string other = recordingOf(otherBank);
+    give("other.wav", other);
     give("silence.wav", silence());
     give("notes.txt", "no recording");
     give("empty.wav", "");

@@ -82,6 +82,7 @@ class SndfileFile : public AudioFile {
       : AudioFile(formatOf(info)), path(std::move(name)), sndfile(std::move(opened)) {}
 
   std::size_t read(float* samples, std::size_t frames) override {
+    const platform::SilentStandardError duringDecoding;
     const sf_count_t count =
         sf_readf_float(sndfile.get(), samples, static_cast<sf_count_t>(frames));
     if (count <= 0 && sf_error(sndfile.get()) == SF_ERR_SYSTEM) {
@@ -96,6 +97,13 @@ class SndfileFile : public AudioFile {
   Sndfile sndfile;
 };
 
+/// Null where the library does not know the file.
+Sndfile openSndfile(const platform::Descriptor& input, SF_INFO& info) {
+  const platform::SilentStandardError duringOpening;
+  // The library closes the descriptor of a file that it does not know, whatever it is told.
+  return Sndfile(sf_open_fd(input.duplicate(), SFM_READ, &info, SF_TRUE));
+}
+
 platform::InputFile openInput(const std::string& path) {
   try {
     return platform::openInput(path);
@@ -109,8 +117,7 @@ platform::InputFile openInput(const std::string& path) {
 std::unique_ptr<AudioFile> AudioFile::open(const std::string& path) {
   platform::InputFile input = openInput(path);
   SF_INFO info{};
-  // The library closes the descriptor of a file that it does not know, whatever it is told.
-  Sndfile sndfile(sf_open_fd(input.descriptor.duplicate(), SFM_READ, &info, SF_TRUE));
+  Sndfile sndfile = openSndfile(input.descriptor, info);
   if (sndfile != nullptr && info.channels > 0) {
     return std::make_unique<SndfileFile>(path, std::move(sndfile), info);
   }

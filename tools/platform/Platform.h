@@ -59,6 +59,18 @@ class Descriptor {
   int fd = -1;
 };
 
+/// Drops what is written to standard error as long as it lives, for libraries that write there.
+class SilentStandardError {
+ public:
+  SilentStandardError();
+  ~SilentStandardError();
+  SilentStandardError(const SilentStandardError&) = delete;
+  SilentStandardError& operator=(const SilentStandardError&) = delete;
+
+ private:
+  Descriptor original;
+};
+
 /// A file that is open for reading.
 struct InputFile {
   Descriptor descriptor;

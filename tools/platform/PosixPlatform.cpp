@@ -144,6 +144,13 @@ Descriptor::~Descriptor() {
 
 int Descriptor::duplicate() const { return ::fcntl(fd, F_DUPFD_CLOEXEC, 0); }
 
+SilentStandardError::SilentStandardError() : original(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+  const Descriptor null(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  ::dup2(null.get(), STDERR_FILENO);
+}
+
+SilentStandardError::~SilentStandardError() { ::dup2(original.get(), STDERR_FILENO); }
+
 InputFile openInput(const std::string& path) {
   const bool isStandardInput = path == "-";
   Descriptor file(isStandardInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
