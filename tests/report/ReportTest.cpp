@@ -45,7 +45,7 @@ report::Results worstResults() {
   take.dropOuts.push_back({{5.0, 5.04}, 30.0});
   take.signal.speedMedian = 0.9;
   take.signal.speedWander = 0.05;
-  take.signal.noiseLevel = -10.0;
+  take.spectrum.assign(take.spectrum.size(), -40.0F);
   take.signal.humFrequency = 50.0;
   take.signal.humLevel = 3.0;
   take.signal.dcOffset = 0.3;

@@ -43,7 +43,7 @@ constexpr std::array<Rule, 16> rules{{
     {Cause::Fast, "fast", "%", 3.0, 19.8, "Set the player slower, or use another one."},
     {Cause::UnsteadySpeed, "unsteady-speed", "%", 2.0, 14.0,
      "Clean the player's capstan and its roller, or use another one."},
-    {Cause::Noise, "noise", "dB", -30.0, -24.0,
+    {Cause::Noise, "noise", "dB", -34.0, -30.0,
      "Connect by cable to a line input, and turn up the player rather than the input."},
     {Cause::Hum, "hum", "dB", -30.0, -12.0,
      "Lead the cable away from power supplies, and run the computer on its battery."},
@@ -56,7 +56,9 @@ constexpr std::array<Rule, 16> rules{{
 }};
 
 constexpr double statedDropOutDepth = 10.0;  // dB, a shallower one is no harm
-constexpr double borneNoise = -24.0;         // dB against what a drop-out leaves of the tones
+constexpr double leastToneLevel = -120.0;    // dBFS, below which the level is not known
+constexpr double atDropOut = 0.01;           // seconds: a worst bit this near lies at a drop-out
+constexpr double quietest = -99.0;           // dB, of a hiss that is not to be seen
 constexpr int fewestSteps = 8;               // of the sample width, below which a level is low
 constexpr int neededLeader = 10;             // one bits
 
@@ -97,13 +99,22 @@ class Finder {
 
   int lost(Cause cause) const { return presetsLost[static_cast<std::size_t>(cause)]; }
 
+  bool isAtDropOut(double time) const {
+    return std::any_of(
+        take.dropOuts.begin(), take.dropOuts.end(), [time](const recovery::DropOut& dropOut) {
+          return time > dropOut.span.start - atDropOut && time < dropOut.span.end + atDropOut;
+        });
+  }
+
   /// The cause that a preset's reason speaks of in this recording.
-  Cause causeOf(recovery::Reason reason, int record) const {
+  Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
     const recovery::SignalFacts& signal = take.signal;
-    const Cause cover = signal.humFrequency > 0.0 && signal.humLevel > signal.noiseLevel &&
-                                signal.humLevel >= ruleOf(Cause::Hum).stated
-                            ? Cause::Hum
-                            : Cause::Noise;
+    const bool hums = signal.humFrequency > 0.0 && signal.humLevel > hissLevel(take) &&
+                      signal.humLevel >= ruleOf(Cause::Hum).stated;
+    const Cause cover = isAtDropOut(worstTime)  ? Cause::DropOut
+                        : !take.beginningIsSure ? Cause::NoLeader
+                        : hums                  ? Cause::Hum
+                                                : Cause::Noise;
     switch (reason) {
       case recovery::Reason::DropOut:
         return Cause::DropOut;
@@ -136,7 +147,7 @@ class Finder {
       if (preset.verdict != recovery::Verdict::Sure &&
           preset.reason != recovery::Reason::TakesDisagree &&
           recordingOfTake(results, preset.take) == static_cast<int>(index)) {
-        ++counts[static_cast<std::size_t>(causeOf(preset.reason, record))];
+        ++counts[static_cast<std::size_t>(causeOf(preset.reason, record, preset.worstTime))];
       }
     }
     return counts;
@@ -212,7 +223,7 @@ class Finder {
         continue;
       }
       ++count;
-      isTooDeep = isTooDeep || dropOut.depth + take.signal.noiseLevel > borneNoise;
+      isTooDeep = isTooDeep || dropOut.depth + hissLevel(take) > ruleOf(Cause::Noise).borne;
       if (longest == nullptr || length(dropOut) > length(*longest)) {
         longest = &dropOut;
       }
@@ -233,8 +244,10 @@ class Finder {
 
   void findBeginning() {
     const double start = dataStart(take);
-    if (start >= 0.0 && (take.leaderOnes < neededLeader || lost(Cause::NoLeader) > 0)) {
-      state(Cause::NoLeader, take.leaderOnes, take.leaderOnes < neededLeader ? 1.0 : 0.0,
+    const bool isShort = take.leaderOnes < neededLeader &&
+                         recording.converter.outcome != ConverterOutcome::ReadsRight;
+    if (start >= 0.0 && (isShort || lost(Cause::NoLeader) > 0)) {
+      state(Cause::NoLeader, take.leaderOnes, isShort ? 1.0 : 0.0,
             take.leaderOnes == 0
                 ? "no leader is left before the data"
                 : "only " + counted(take.leaderOnes, "bit") + " of the leader are left",
@@ -283,11 +296,18 @@ class Finder {
 
   void findLevels() {
     const recovery::SignalFacts& signal = take.signal;
-    stateFrom(Cause::Noise, signal.noiseLevel, "noise " + againstTone(signal.noiseLevel));
+    const double hiss = hissLevel(take);
+    stateFrom(Cause::Noise, hiss,
+              hiss >= ruleOf(Cause::Noise).stated
+                  ? "noise " + againstTone(hiss)
+                  : "something covers the tones in places; else noise is " + againstTone(hiss));
     if (signal.humFrequency > 0.0) {
       stateFrom(
           Cause::Hum, signal.humLevel,
           "hum of " + decimal(signal.humFrequency, 0) + " Hz, " + againstTone(signal.humLevel));
+    }
+    if (signal.toneLevel < leastToneLevel) {
+      return;
     }
     const double tone = std::pow(10.0, signal.toneLevel / 20.0);
     const double offset = tone > 0.0 ? 100.0 * std::abs(signal.dcOffset) / tone : 0.0;
@@ -348,6 +368,29 @@ const char* weightWord(Weight weight) {
 std::vector<Finding> findings(const Results& results, std::size_t recording) {
   return results.recordings[recording].take() == nullptr ? std::vector<Finding>()
                                                          : Finder(results, recording).find();
+}
+
+double hissLevel(const recovery::Take& take) {
+  // Between 2,800 and 6,000 Hz little of the tones is left; the quiet places there are noise.
+  constexpr double binWidth = 10.0;  // hertz
+  constexpr double from = 2800.0;
+  constexpr double to = 6000.0;
+  constexpr double bandWidth = 5300.0;  // hertz, of 200 to 5,500
+  std::vector<float> levels;
+  const double top = std::min(to, take.signal.bandwidth);
+  for (std::size_t i = 0; i < take.spectrum.size(); ++i) {
+    const double frequency = binWidth * static_cast<double>(i);
+    if (frequency >= from && frequency < top && std::isfinite(take.spectrum[i])) {
+      levels.push_back(take.spectrum[i]);
+    }
+  }
+  if (levels.empty() || take.signal.toneLevel < leastToneLevel) {
+    return quietest;
+  }
+  const auto quiet = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / 10);
+  std::nth_element(levels.begin(), quiet, levels.end());
+  return std::max(quietest,
+                  *quiet + 10.0 * std::log10(bandWidth / binWidth) - take.signal.toneLevel);
 }
 
 SpeedRange speedsForConverter(const Recording& recording) {

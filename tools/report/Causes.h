@@ -68,6 +68,9 @@ const char* weightWord(Weight weight);  // "costs-presets", for programs
 /// cause is stated by a rule with a threshold, never guessed.
 std::vector<Finding> findings(const Results& results, std::size_t recording);
 
+/// The noise of a dump between 200 and 5,500 Hz in dB against the tones' peaks, from its spectrum.
+double hissLevel(const recovery::Take& take);
+
 /// The speeds of a tape, 1.0 being the instrument's own, at which the half-periods of a dump stay
 /// within what the converter takes for short and long. Both 0 where the dump tells nothing of it.
 struct SpeedRange {

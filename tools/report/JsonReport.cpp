@@ -120,10 +120,11 @@ std::string converterObject(const ConverterAnswer& answer) {
       .text();
 }
 
-std::string signalObject(const recovery::SignalFacts& signal) {
+std::string signalObject(const recovery::Take& take) {
+  const recovery::SignalFacts& signal = take.signal;
   Object object;
   object.addNumber("toneLevel", signal.toneLevel, 1).addNumber("peakLevel", signal.peakLevel, 1);
-  object.addNumber("noiseLevel", signal.noiseLevel, 1);
+  object.addNumber("noiseLevel", hissLevel(take), 1);
   object.addNumber("humFrequency", signal.humFrequency, 0)
       .addNumber("humLevel", signal.humLevel, 1);
   object.addNumber("dcOffset", signal.dcOffset, 6)
@@ -157,7 +158,7 @@ std::string dumpObject(const recovery::Take& take) {
   object.add("leader", spanObject(take.leader)).addNumber("leaderOnes", take.leaderOnes, 0);
   object.add("marker", spanObject(take.marker));
   object.addFlag("beginningIsSure", take.beginningIsSure).addFlag("endIsClean", take.endIsClean);
-  object.add("signal", signalObject(take.signal));
+  object.add("signal", signalObject(take));
   object.add("dropOuts", array(take.dropOuts, [](const recovery::DropOut& dropOut) {
                return Object().addSpan(dropOut.span).addNumber("depth", dropOut.depth, 1).text();
              }));
