@@ -27,10 +27,9 @@ recovery::Take madeTake(double start) {
   take.speed = {{take.leader.start, 1.0}, {time, 1.0}};
   take.halfPeriods[48] = 12 * recovery::bitsPerBank / 2;
   take.halfPeriods[168] = 4 * recovery::bitsPerBank / 2;
-  take.spectrum.assign(1000, -90.0F);
+  take.spectrum.assign(601, -150.0F);
   take.signal.toneLevel = -6.0;
   take.signal.peakLevel = -5.9;
-  take.signal.noiseLevel = -60.0;
   take.signal.shortHalfPeriod = shortHalfPeriod;
   take.signal.longHalfPeriod = longHalfPeriod;
   take.signal.bandwidth = 20000.0;

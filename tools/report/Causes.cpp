@@ -26,7 +26,7 @@ struct Rule {
   const char* remedy;
 };
 
-constexpr std::array<Rule, 16> rules{{
+constexpr std::array<Rule, 17> rules{{
     {Cause::DropOut, "drop-out", "ms", 0.2, 0.2,
      "Clean the heads, record the tape again, and give both recordings together."},
     {Cause::CutBeginning, "cut-beginning", "bits", 1.0, 1.0,
@@ -52,6 +52,8 @@ constexpr std::array<Rule, 16> rules{{
      "Turn up the player until the peaks reach half of full scale, and record again."},
     {Cause::Clipping, "clipping", "%", 2.0, 2.0,
      "Turn down the level until the peaks reach half of full scale, and record again."},
+    {Cause::Unclear, "unclear", "presets", 1.0, 1.0,
+     "Record it again, and give both recordings together."},
     {Cause::LossyFile, "lossy-file", "Hz", 0.0, 0.0, "Record as WAV or FLAC from the start."},
 }};
 
@@ -109,12 +111,14 @@ class Finder {
   /// The cause that a preset's reason speaks of in this recording.
   Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
     const recovery::SignalFacts& signal = take.signal;
+    const bool isNoisy = hissLevel(take) >= ruleOf(Cause::Noise).stated;
     const bool hums = signal.humFrequency > 0.0 && signal.humLevel > hissLevel(take) &&
                       signal.humLevel >= ruleOf(Cause::Hum).stated;
     const Cause cover = isAtDropOut(worstTime)  ? Cause::DropOut
                         : !take.beginningIsSure ? Cause::NoLeader
                         : hums                  ? Cause::Hum
-                                                : Cause::Noise;
+                        : isNoisy               ? Cause::Noise
+                                                : Cause::Unclear;
     switch (reason) {
       case recovery::Reason::DropOut:
         return Cause::DropOut;
@@ -242,9 +246,24 @@ class Finder {
           longest->span);
   }
 
+  /// Whether the recording is as loud as the tones just before the data, as a leader would be.
+  bool isToneBefore(double start) const {
+    constexpr double nearest = 0.05;   // seconds before the data
+    constexpr double furthest = 0.12;  // seconds
+    const double step = recording.facts.levelStep;
+    for (std::size_t i = 0; step > 0.0 && i < recording.facts.levels.size(); ++i) {
+      const double time = static_cast<double>(i) * step;
+      if (time >= start - furthest && time + step <= start - nearest &&
+          decibels(recording.facts.levels[i]) > take.signal.toneLevel - 6.0) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   void findBeginning() {
     const double start = dataStart(take);
-    const bool isShort = take.leaderOnes < neededLeader &&
+    const bool isShort = take.leaderOnes < neededLeader && !isToneBefore(start) &&
                          recording.converter.outcome != ConverterOutcome::ReadsRight;
     if (start >= 0.0 && (isShort || lost(Cause::NoLeader) > 0)) {
       state(Cause::NoLeader, take.leaderOnes, isShort ? 1.0 : 0.0,
@@ -297,10 +316,10 @@ class Finder {
   void findLevels() {
     const recovery::SignalFacts& signal = take.signal;
     const double hiss = hissLevel(take);
-    stateFrom(Cause::Noise, hiss,
-              hiss >= ruleOf(Cause::Noise).stated
-                  ? "noise " + againstTone(hiss)
-                  : "something covers the tones in places; else noise is " + againstTone(hiss));
+    stateFrom(Cause::Noise, hiss, "noise " + againstTone(hiss));
+    if (lost(Cause::Unclear) > 0) {
+      state(Cause::Unclear, lost(Cause::Unclear), 0.0, "the tones are unclear in places");
+    }
     if (signal.humFrequency > 0.0) {
       stateFrom(
           Cause::Hum, signal.humLevel,

@@ -34,6 +34,7 @@ enum class Cause : std::uint8_t {
   DcOffset,
   LowLevel,
   Clipping,
+  Unclear,  // something covers the tones in places, and none of the others explains it
   LossyFile
 };
 
