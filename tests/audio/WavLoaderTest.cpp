@@ -178,35 +178,31 @@ TEST(WavLoader, LoadsEverySampleOf8And16Bits) {
   expectOutcome(wavFile({}, all16), Loaded, 65536);
 }
 
-TEST(WavLoader, PutsOneChannelAfterTheOther) {
+TEST(WavLoader, KeepsTheFormatAndPutsOneChannelAfterTheOther) {
   OpenWavLoader loader;
   const WavFormat format{.numChannels = 3, .sampleRate = 48000};
   const std::string pcm = "\x01\x00\x02\x00\x03\x00\xFF\xFF\xFE\xFF\xFD\xFF"s;
   ASSERT_TRUE(loader.load(WavFileOnDisk(wavFile(format, pcm)).path()));
+  EXPECT_EQ(loader.getBitDepth(), 16);
+  EXPECT_EQ(loader.getSampleRate(), 48000);
+  EXPECT_EQ(loader.numChannels, 3);
+  EXPECT_EQ(loader.getNumberOfSamples(), 2);
   EXPECT_EQ(std::vector<float>(loader.audioBuffer, loader.audioBuffer + 6),
             (std::vector<float>{1.52589055e-05F, -1.52589055e-05F, 3.0517811e-05F, -3.0517811e-05F,
                                 4.57767165e-05F, -4.57767165e-05F}));
   for (const int channels : {1, 2, 3, 4}) {
     for (const int bits : {8, 16, 24}) {
       expectOutcome(wavFile({.numChannels = channels, .bitsPerSample = bits},
-                            std::string("abcdefghijkl\x81\x92\xA3\xB4\xC5\xD6\xE7\xF8\x09\x1A\x2B")
-                                .append("\x3C")),
+                            "abcdefghijkl\x81\x92\xA3\xB4\xC5\xD6\xE7\xF8\x09\x1A\x2B\x3C"),
                     Loaded, 192 / bits / channels);
     }
   }
 }
 
-TEST(WavLoader, KeepsTheFormat) {
+TEST(WavLoader, KeepsAnySampleRate) {
   for (const std::uint32_t rate : {0U, 1U, 44100U, 0x12345678U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
     expectOutcome(fileOf({.sampleRate = rate}), Loaded, 2);
   }
-  OpenWavLoader loader;
-  const WavFormat format{.numChannels = 2, .sampleRate = 96000, .bitsPerSample = 24};
-  ASSERT_TRUE(loader.load(WavFileOnDisk(wavFile(format, bytes(12))).path()));
-  EXPECT_EQ(loader.getBitDepth(), 24);
-  EXPECT_EQ(loader.getSampleRate(), 96000);
-  EXPECT_EQ(loader.numChannels, 2);
-  EXPECT_EQ(loader.getNumberOfSamples(), 2);
 }
 
 TEST(WavLoader, LoadsOtherWidthsAndFilesWithoutChannelsAsZeros) {
