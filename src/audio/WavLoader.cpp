@@ -314,6 +314,9 @@ void convertSamples(const Layout& layout, ByteReader& file, float* planar) {
 /// returns null.
 std::unique_ptr<float[]> allocateFloats(int count, ByteReader& file) {
   try {
+    if (count < 0) {
+      throw std::bad_array_new_length();  // which not every compiler does by itself
+    }
     return std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(count));
   } catch (const std::bad_alloc&) {
     if (file.finish()) {
