@@ -204,6 +204,31 @@ void addBanks(const SeedFolder& folder) {
   add("every-bit-1", '\x00', std::string(24, '\xFF'));
 }
 
+/// How many recordings, in what blocks; what kind of one; then what that kind takes.
+void addRecoveryInputs(const SeedFolder& folder) {
+  const std::string oneInBlocks("\0\x09", 2);
+  // Speed, noise, beginning, end, leader; six places with what happens there; the bank
+  const auto dump = [](std::string_view faults, std::string_view places) {
+    return std::string(1, '\0') + std::string(faults) + std::string(places) + "Brass";
+  };
+  const std::string nowhere(12, '\0');
+  const std::string complete = dump(std::string_view("\x80\x08\0\xFF\x40", 5), nowhere);
+  folder.add("dump", oneInBlocks + complete);
+  folder.add("noisy-fast-dump",
+             oneInBlocks + dump(std::string_view("\xA0\x80\0\xFF\x20", 5), nowhere));
+  folder.add("dump-without-end",
+             oneInBlocks + dump(std::string_view("\x80\x08\0\xA0\x40", 5), nowhere));
+  folder.add("dump-without-beginning",
+             oneInBlocks + dump(std::string_view("\x80\x08\x60\xFF\x40", 5), nowhere));
+  folder.add("holes-and-infinities",
+             oneInBlocks + dump(std::string_view("\x80\x08\0\xFF\x40", 5),
+                                "\x30\x12\x50\x07\x70\x08\x90\x09\xB0\x0A\xD0\x30"));
+  folder.add("two-takes", "\x07\x40" + complete + complete);
+  folder.add("noise", oneInBlocks + std::string("\x04\0\x01\x02\x03\xC0", 6));
+  folder.add("floats", oneInBlocks + "\x05\x03\x02" + samplesAsFloats());
+  folder.add("half-periods", oneInBlocks + "\x06\x03\x01" + ones(10) + zeros(1) + dataByte(0x5A));
+}
+
 void makeSeeds(const std::filesystem::path& seeds) {
   const SeedFolder wavFiles(seeds, "WavLoaderFuzzer");
   addAcceptedWavFiles(wavFiles);
@@ -211,6 +236,7 @@ void makeSeeds(const std::filesystem::path& seeds) {
   addTapeRecordings(SeedFolder(seeds, "TapeDecoderFuzzer"));
   addSysexFiles(SeedFolder(seeds, "SysexReaderFuzzer"));
   addBanks(SeedFolder(seeds, "TransferFilesFuzzer"));
+  addRecoveryInputs(SeedFolder(seeds, "RecoveryFuzzer"));
 }
 
 }  // namespace
