@@ -25,7 +25,7 @@ static_assert(sizeof(WaveFormatHeader) == 24 && std::is_trivially_copyable_v<Wav
 
 namespace {
 
-constexpr std::uint64_t mostBytes = 16 * 1024 * 1024;  // of a file that count
+constexpr std::uint64_t mostBytes = 16 * 1024 * 1024;  // no byte of a file beyond them counts
 constexpr std::uint64_t fewestBytes = 20;
 constexpr int blockSize = 64 * 1024;  // bytes, stays in the cache
 constexpr int integerPcm = 1;
@@ -38,8 +38,8 @@ constexpr ChunkId junkId{'J', 'U', 'N', 'K'};
 constexpr ChunkId formatId{'f', 'm', 't', ' '};
 constexpr ChunkId dataId{'d', 'a', 't', 'a'};
 
-/// Reads the bytes of a file that count, from front to back. They are followed by zeros without
-/// end.
+/// Reads the bytes of a file that count, from front to back. Any number of zeros can be read after
+/// them.
 class ByteReader {
  public:
   /// Opens the file at `path`. One that can't be opened has no bytes.
@@ -96,19 +96,22 @@ class ByteReader {
 
   /// Reads a file that does not tell its size, such as a pipe, into memory.
   void readWhole() {
-    copy = std::make_unique_for_overwrite<char[]>(mostBytes);
-    stream.read(copy.get(), mostBytes);
-    if (!stream.bad()) {
-      size = static_cast<std::uint64_t>(stream.gcount());
+    while (stream.good() && size < mostBytes) {
+      copy.resize(size + blockSize);
+      stream.read(copy.data() + size, blockSize);
+      size += static_cast<std::uint64_t>(stream.gcount());
     }
-    copyBuffer.show(copy.get(), size);
+    if (stream.bad()) {
+      size = 0;
+    }
+    copyBuffer.show(copy.data(), size);
     stream.rdbuf(&copyBuffer);
   }
 
   std::uint64_t bytesLeft() const { return place < size ? size - place : 0; }
 
   std::filebuf file;
-  std::unique_ptr<char[]> copy;
+  std::vector<char> copy;
   MemoryBuffer copyBuffer;
   std::istream stream{&file};
   std::uint64_t size = 0;
@@ -118,7 +121,7 @@ class ByteReader {
 /// What the processor does on a division by zero, which the language leaves undefined.
 [[noreturn]] void endWithArithmeticFault() {
   std::signal(SIGFPE, SIG_DFL);
-#ifdef SIG_UNBLOCK
+#ifndef _WIN32  // has no blocked signals
   sigset_t faults;
   sigemptyset(&faults);
   sigaddset(&faults, SIGFPE);
