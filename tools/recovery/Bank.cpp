@@ -106,6 +106,56 @@ Take joined(const Take& a, const Take& b) {
   return take;
 }
 
+bool isAtDropOut(const Take& take, const BitReading& bit) {
+  constexpr double near = 0.01;  // seconds: a bit this near to it may be hurt
+  return std::any_of(take.dropOuts.begin(), take.dropOuts.end(), [&](const DropOut& dropOut) {
+    return bit.end > dropOut.span.start - near && bit.start < dropOut.span.end + near;
+  });
+}
+
+bool isCountDoubtful(const Take& take) {
+  return std::any_of(take.doubtfulPlaces.begin(), take.doubtfulPlaces.end(),
+                     [](const DoubtfulPlace& place) { return place.countIsDoubtful; });
+}
+
+/// Why a preset with `doubtful` doubtful bits, of which `worst` is the least sure, is not sure.
+Reason reasonOf(const Take& take, int preset, const BitReading& worst, int doubtful) {
+  const auto bits = presetBits(take, preset);
+  if (std::any_of(bits.begin(), bits.end(), [](const BitReading& b) { return b.value < 0; })) {
+    return Reason::NotRecorded;
+  }
+  if (!take.beginningIsSure) {
+    return Reason::Beginning;
+  }
+  if (isAtDropOut(take, worst)) {
+    return Reason::DropOut;
+  }
+  return 2 * doubtful > bitsPerPreset && isCountDoubtful(take) ? Reason::Count : Reason::Noise;
+}
+
+/// Fills in which bits of a preset are not sure, where the least sure one lies, and why.
+void explain(PresetReading& result, const Take& take, int preset) {
+  result.reason = Reason::None;
+  if (result.verdict == Verdict::Sure) {
+    return;
+  }
+  const auto bits = presetBits(take, preset);
+  const BitReading* worst = nullptr;
+  int doubtful = 0;
+  for (std::size_t i = 0; i < bits.size(); ++i) {
+    const BitReading& bit = bits[i];
+    if (bit.value < 0 || bit.margin < sureMargin || !take.beginningIsSure) {
+      result.doubtfulBits[i / 8] |= static_cast<std::uint8_t>(0x80U >> (i % 8));
+      ++doubtful;
+    }
+    if (bit.value >= 0 && (worst == nullptr || bit.margin < worst->margin)) {
+      worst = &bit;
+    }
+  }
+  result.worstTime = worst->start;
+  result.reason = reasonOf(take, preset, *worst, doubtful);
+}
+
 }  // namespace
 
 int BankReading::count(Verdict verdict) const {
@@ -153,7 +203,7 @@ BankReading readBank(std::span<const Take> takes) {
     result.span = {bits.front().start, bits.back().end};
     result.margin = leastMargin(take, preset);
     result.verdict = isSure(take, preset) ? Verdict::Sure : Verdict::Doubtful;
-    result.reason = Reason::None;
+    explain(result, take, preset);
     for (int byte = 0; byte < presetSize; ++byte) {
       int value = 0;
       for (int slot = 0; slot < 8; ++slot) {

@@ -128,8 +128,9 @@ class Finder {
         return Cause::NoLeader;
       case recovery::Reason::NotRecorded:
         return record < firstRecord() ? Cause::CutBeginning : Cause::CutEnd;
-      case recovery::Reason::Noise:
       case recovery::Reason::None:
+        return Cause::Unclear;
+      case recovery::Reason::Noise:
       case recovery::Reason::TakesDisagree:
         break;
     }

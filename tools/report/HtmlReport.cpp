@@ -114,7 +114,7 @@ std::string facts(const Recording& recording) {
   result += entry("Leader", counted(take->leaderOnes, "bit") + ", " +
                                 decimal(take->leader.end - take->leader.start, 2) + " s");
   const recovery::SignalFacts& signal = take->signal;
-  result += entry("Level", "tone " + decimal(signal.toneLevel, 1) + " dBFS, noise " +
+  result += entry("Level", "tone " + decimal(signal.toneLevel, 1) + " dBFS, noise at most " +
                                decimal(hissLevel(*take), 1) + " dB against it");
   result +=
       entry("Speed", decimal(100.0 * signal.speedMedian, 1) + " % of the instrument's, &plusmn;" +

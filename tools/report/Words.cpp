@@ -14,6 +14,7 @@ namespace report {
 namespace {
 
 constexpr const char* replacementCharacter = "\xEF\xBF\xBD";
+constexpr double quietest = -80.0;  // dBFS, below which it is silent
 constexpr int mostNames = 8;        // of presets in a sentence
 constexpr double silence = -120.0;  // dBFS, where a level is at most this
 
@@ -311,6 +312,9 @@ std::string beforeSentence(const Recording& recording) {
   }
   if (start < 0.05) {
     return "nothing before it";
+  }
+  if (decibels(peak) < quietest) {
+    return decimal(start, 1) + " s of silence before it";
   }
   return decimal(start, 1) + " s before it, with peaks at " + decimal(decibels(peak), 1) + " dBFS";
 }
