@@ -281,17 +281,35 @@ std::string bitCell(const Axis& time, double start, double end, int top, int val
   return result;
 }
 
-std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const Axis& time, int top) {
+/// Where the bits that a place's two readings speak of lie: often more than the doubtful ones.
+recovery::Span readingSpan(const recovery::Take& take, const recovery::DoubtfulPlace& place) {
+  const auto length = static_cast<int>(place.read.size());
+  const auto isAt = [&](int first) {
+    return std::equal(
+        place.read.begin(), place.read.end(), take.bits.begin() + first,
+        [](int value, const recovery::BitReading& bit) { return value == bit.value; });
+  };
+  for (int first = place.firstBit; first >= 0 && first > place.firstBit - length; --first) {
+    if (first + length <= static_cast<int>(take.bits.size()) && isAt(first)) {
+      const auto begin = static_cast<std::size_t>(first);
+      return {take.bits[begin].start, take.bits[begin + place.read.size() - 1].end};
+    }
+  }
+  return place.span;
+}
+
+std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const recovery::Span& span,
+                           const Axis& time, int top) {
   const auto length = [](int bit) { return bit == 0 ? 4.0 * longNominal : 12.0 * shortNominal; };
   double total = 0.0;
   for (const std::int8_t bit : place.nearlyRead) {
     total += length(bit);
   }
   std::string result;
-  double start = place.span.start;
+  double start = span.start;
   for (std::size_t i = 0; i < place.nearlyRead.size(); ++i) {
     const int bit = place.nearlyRead[i] == 0 ? 0 : 1;
-    const double end = start + (place.span.end - place.span.start) * length(bit) / total;
+    const double end = start + (span.end - span.start) * length(bit) / total;
     const bool differs =
         place.nearlyRead.size() != place.read.size() || place.nearlyRead[i] != place.read[i];
     result += bitCell(time, start, end, top, bit, differs);
@@ -526,7 +544,7 @@ std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPla
       result += bitCell(time, bit.start, bit.end, readTop, bit.value, isInDoubt);
     }
   }
-  result += nearlyReadBits(place, time, nearlyTop);
+  result += nearlyReadBits(place, readingSpan(take, place), time, nearlyTop);
   result += horizontalLine(waveTop + waveHeight / 2.0, "pale");
   result += plot(waveTop, waveHeight, 1000.0, waveCurve(wave));
   result += halfPeriodStrip(wave, time, halfTop);
