@@ -111,11 +111,12 @@ class Finder {
   /// The cause that a preset's reason speaks of in this recording.
   Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
     const recovery::SignalFacts& signal = take.signal;
+    const Cause beginning = dataStart(take) < 0.0 ? Cause::CutBeginning : Cause::NoLeader;
     const bool isNoisy = hissLevel(take) >= ruleOf(Cause::Noise).stated;
     const bool hums = signal.humFrequency > 0.0 && signal.humLevel > hissLevel(take) &&
                       signal.humLevel >= ruleOf(Cause::Hum).stated;
     const Cause cover = isAtDropOut(worstTime)  ? Cause::DropOut
-                        : !take.beginningIsSure ? Cause::NoLeader
+                        : !take.beginningIsSure ? beginning
                         : hums                  ? Cause::Hum
                         : isNoisy               ? Cause::Noise
                                                 : Cause::Unclear;
@@ -125,7 +126,7 @@ class Finder {
       case recovery::Reason::Count:
         return take.dropOuts.empty() ? cover : Cause::DropOut;
       case recovery::Reason::Beginning:
-        return Cause::NoLeader;
+        return beginning;
       case recovery::Reason::NotRecorded:
         return record < firstRecord() ? Cause::CutBeginning : Cause::CutEnd;
       case recovery::Reason::None:
@@ -354,9 +355,7 @@ class Finder {
 
   void findFile() {
     if (recording.isLossy) {
-      state(Cause::LossyFile, take.signal.bandwidth, 0.0,
-            "the file is compressed with loss and holds little above " +
-                grouped(std::llround(take.signal.bandwidth)) + " Hz");
+      state(Cause::LossyFile, take.signal.bandwidth, 0.0, "the file is compressed with loss");
     }
   }
 

@@ -210,7 +210,7 @@ std::string formatSentence(const Recording& recording) {
 
 std::string converterSentence(const ConverterAnswer& answer) {
   if (answer.outcome == ConverterOutcome::ReadsRight) {
-    return "reads this file right";
+    return "reads the same from this file";
   }
   if (answer.outcome == ConverterOutcome::Rejects) {
     return "rejects this file: " + shown(answer.reason);
