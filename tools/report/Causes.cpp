@@ -128,7 +128,8 @@ class Finder {
       case recovery::Reason::Beginning:
         return beginning;
       case recovery::Reason::NotRecorded:
-        return record < firstRecord() ? Cause::CutBeginning : Cause::CutEnd;
+        return dataStart(take) < 0.0 && record <= firstRecord() ? Cause::CutBeginning
+                                                                : Cause::CutEnd;
       case recovery::Reason::None:
         return Cause::Unclear;
       case recovery::Reason::Noise:
