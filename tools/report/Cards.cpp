@@ -469,10 +469,12 @@ std::string cardLegend(const PresetBank& bank, int record) {
   note((envelopeTop + envelopeBase) / 2.0, lines);
   for (const WaveRow& row : waveRows) {
     const std::string pulse =
-        row.pulseWidth != nullptr ? std::string(" as wide as ") + row.pulseWidth : "";
+        row.pulseWidth != nullptr ? std::string(" as wide as ").append(row.pulseWidth) : "";
     const std::string unit = row.pulseWidth != nullptr ? "" : " of 127";
-    note(row.middle, {strong(row.title) + ": waves " + listOf(row.waves) + pulse +
-                      "; at the right " + row.frequency + unit});
+    std::string line = strong(row.title);
+    line.append(": waves ").append(listOf(row.waves)).append(pulse);
+    line.append("; at the right ").append(row.frequency).append(unit);
+    note(row.middle, {line});
   }
   lines.clear();
   for (const BarGroup& group : barGroups) {
