@@ -6,19 +6,16 @@
 #include "preset/PresetBank.h"
 #include "preset/PresetRecord.h"
 
-namespace {
-
-const char* lineFormat(FieldKind kind) {
-  return kind == FieldKind::FractionOf127 ? "%s=%d/127\n" : "%s=%d\n";
-}
-
-void writeRecord(std::FILE* file, const char* record) {
+std::string transferText(const char* record) {
+  std::string text;
   for (const PresetField& field : presetFields) {
-    std::fprintf(file, lineFormat(field.kind), field.key, presetFieldValue(record, field));
+    text += field.key;
+    text += '=';
+    text += std::to_string(presetFieldValue(record, field));
+    text += field.kind == FieldKind::FractionOf127 ? "/127\n" : "\n";
   }
+  return text;
 }
-
-}  // namespace
 
 int writeTransferFiles(const char* bank, int count, std::string outputFolder) {
   // The "/" is added even after a folder that ends in one.
@@ -33,7 +30,7 @@ int writeTransferFiles(const char* bank, int count, std::string outputFolder) {
       std::printf("can't open %s\n", path.c_str());
       return -1;
     }
-    writeRecord(file, bank + presetSize * i);
+    std::fputs(transferText(bank + presetSize * i).c_str(), file);
     std::fclose(file);
   }
   return 0;
