@@ -4,44 +4,23 @@
 #include <string>
 #include <system_error>
 
+#include "files/SysexFile.h"
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
 #include "signal/DumpRecording.h"
 
 namespace {
 
-constexpr char messageStart = '\xF0';
-constexpr char messageEnd = '\xF7';
-
-// A preset has 4 leading bytes, 48 nibbles and 1 trailing byte.
-constexpr std::size_t messageSize = 4 + 2 * presetSize + 1;
-constexpr std::size_t bankSize = presetCount * messageSize;
-
 int fail(const std::string& message) {
   std::fprintf(stderr, "Kestrel7SysexToTape: %s\n", message.c_str());
   return 1;
 }
 
-/// Whether `bytes` begin with the messages of 40 presets, all of which a reader reaches: a byte
-/// 0xFF would end its reading. The very last byte, which is never read, may be missing.
-bool isCompleteBank(const std::string& bytes) {
-  if (bytes.size() < bankSize - 1 || bytes.find('\xFF') < bankSize - 1) {
-    return false;
-  }
-  for (std::size_t start = 0; start < bankSize; start += messageSize) {
-    const std::size_t end = start + messageSize - 1;
-    if (bytes[start] != messageStart || (end < bytes.size() && bytes[end] != messageEnd)) {
-      return false;
-    }
-  }
-  return true;
-}
-
 /// Reads the bank of the SysEx file. Returns false unless all 40 presets are there.
 bool readCompleteBank(std::FILE* file, PresetBank& bank) {
-  std::string bytes(bankSize, '\0');
+  std::string bytes(sysexBankSize, '\0');
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
-  if (!isCompleteBank(bytes)) {
+  if (!isCompleteSysexBank(bytes)) {
     return false;
   }
   std::rewind(file);
