@@ -93,9 +93,13 @@ std::string timeAxis(const Axis& time, double y) {
                                          15.0,  30.0,  60.0, 120., 300.0, 600.0, 1800.0, 3600.0};
   constexpr double mostTicks = 5.0;
   const double length = time.last - time.first;
-  const auto* step =
-      std::find_if(steps.begin(), steps.end(), [&](double s) { return length / s <= mostTicks; });
-  const double distance = step != steps.end() ? *step : length / mostTicks;
+  double distance = length / mostTicks;
+  for (const double step : steps) {
+    if (step >= distance) {
+      distance = step;
+      break;
+    }
+  }
   std::string result;
   if (!(distance > 0.0)) {
     return result;
