@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "files/SysexFile.h"
+#include "platform/Path.h"
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
 #include "signal/DumpRecording.h"
@@ -40,7 +41,7 @@ bool isNamedLikeABank(std::string path) {
 /// holds no data, such as a pipe or a device.
 bool isFreeForARecording(const std::string& path) {
   std::error_code notThere;
-  if (!std::filesystem::is_regular_file(path, notThere)) {
+  if (!std::filesystem::is_regular_file(platform::pathOf(path), notThere)) {
     return true;
   }
   std::string header(12, '\0');
@@ -80,7 +81,8 @@ int main(int argc, char** argv) {
   }
 
   std::error_code noSuchFile;
-  if (std::filesystem::equivalent(sysexPath, wavPath, noSuchFile)) {
+  if (std::filesystem::equivalent(platform::pathOf(sysexPath), platform::pathOf(wavPath),
+                                  noSuchFile)) {
     return fail(wavPath + " is the bank itself");
   }
   if (isNamedLikeABank(wavPath)) {

@@ -9,9 +9,13 @@
 #include <utility>
 
 #include "files/Failure.h"
+#include "platform/Path.h"
 #include "platform/Platform.h"
 
 namespace fs = std::filesystem;
+
+using platform::nameOf;
+using platform::pathOf;
 
 namespace {
 
@@ -40,7 +44,7 @@ class TemporaryFile {
  public:
   /// Creates it in the folder of `path`, for which it is meant, and writes `content`.
   TemporaryFile(const std::string& path, const std::string& content) {
-    std::FILE* const file = create(folderOf(path));
+    std::FILE* const file = create(folderOf(pathOf(path)));
     if (file == nullptr) {
       fail(path, words(errno) + "; take another folder");
     }
@@ -64,15 +68,15 @@ class TemporaryFile {
     std::random_device random;
     std::FILE* file = nullptr;
     do {
-      name = (folder / (".kestrel7-" + std::to_string(random()) + ".part")).string();
-      file = std::fopen(name.c_str(), "wbx");
+      name = nameOf(folder / (".kestrel7-" + std::to_string(random()) + ".part"));
+      file = platform::createNewFile(name);
     } while (file == nullptr && errno == EEXIST);
     return file;
   }
 
   void remove() const {
     std::error_code isGone;
-    fs::remove(name, isGone);
+    fs::remove(pathOf(name), isGone);
   }
 
   std::string name;
@@ -85,12 +89,12 @@ bool isReadFrom(const std::string& input, const std::string& path) {
     return platform::standardInputIs(path);
   }
   std::error_code noSuchFile;
-  return fs::equivalent(input, path, noSuchFile);
+  return fs::equivalent(pathOf(input), pathOf(path), noSuchFile);
 }
 
 void OutputFiles::add(const std::string& path, const std::vector<std::string>& inputs) {
   for (const std::string& other : paths) {
-    if (areSamePlace(path, other)) {
+    if (areSamePlace(pathOf(path), pathOf(other))) {
       throw Failure(Status::WrongUsage, path + " is to be written twice; take two names");
     }
   }
@@ -100,7 +104,7 @@ void OutputFiles::add(const std::string& path, const std::vector<std::string>& i
     }
   }
   std::error_code error;
-  const fs::file_status older = fs::symlink_status(path, error);
+  const fs::file_status older = fs::symlink_status(pathOf(path), error);
   if (older.type() == fs::file_type::none) {
     fail(path, error.message());
   }
@@ -108,15 +112,15 @@ void OutputFiles::add(const std::string& path, const std::vector<std::string>& i
     if (!replacesOlder) {
       failToExist(path);
     }
-    if (fs::status(path, error).type() != fs::file_type::regular) {
+    if (fs::status(pathOf(path), error).type() != fs::file_type::regular) {
       fail(path, "what is there is no file; take another name");
     }
   }
-  const fs::path folder = folderOf(path);
+  const fs::path folder = folderOf(pathOf(path));
   if (!fs::is_directory(folder, error)) {
-    fail(path, "there is no folder " + folder.string() + "; make it or take another");
+    fail(path, "there is no folder " + nameOf(folder) + "; make it or take another");
   }
-  if (!platform::mayWriteIn(folder.string())) {
+  if (!platform::mayWriteIn(nameOf(folder))) {
     fail(path, "its folder may not be written to; take another");
   }
   paths.push_back(path);
@@ -138,16 +142,16 @@ void OutputFiles::giveName(const std::string& temporary, const std::string& path
   std::error_code error;
   if (!replacesOlder) {
     // Unlike a renaming, a link never takes the place of a file that came up meanwhile.
-    fs::create_hard_link(temporary, path, error);
+    fs::create_hard_link(pathOf(temporary), pathOf(path), error);
     if (!error) {
       return;
     }
-    if (fs::exists(fs::symlink_status(path, error))) {
+    if (fs::exists(fs::symlink_status(pathOf(path), error))) {
       failToExist(path);
     }
     // A file system without links.
   }
-  fs::rename(temporary, path, error);
+  fs::rename(pathOf(temporary), pathOf(path), error);
   if (error) {
     fail(path, error.message() + "; take another name");
   }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +27,10 @@ bool standardInputIs(const std::string& path);
 
 /// Whether files may be created in `folder`.
 bool mayWriteIn(const std::string& folder);
+
+/// Creates the file at `path` for writing. Null, with errno set, where that fails: EEXIST where one
+/// is there already.
+std::FILE* createNewFile(const std::string& path);
 
 /// The path of the running program's own file, to be started again.
 std::string ownProgram();
@@ -108,7 +114,7 @@ class ChildProcess {
 
  private:
   Descriptor output;
-  int process = -1;
+  std::intptr_t process = -1;
 };
 
 }  // namespace platform

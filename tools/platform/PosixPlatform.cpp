@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
 
@@ -124,6 +125,8 @@ bool standardInputIs(const std::string& path) {
 
 bool mayWriteIn(const std::string& folder) { return ::access(folder.c_str(), W_OK | X_OK) == 0; }
 
+std::FILE* createNewFile(const std::string& path) { return std::fopen(path.c_str(), "wbx"); }
+
 std::string ownProgram() { return "/proc/self/exe"; }
 
 SignalsLater::SignalsLater() {
@@ -203,11 +206,13 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descri
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
   arguments.push_back(nullptr);
-  const int error = ::posix_spawnp(&process, arguments.front(), actions.get(), nullptr,
-                                   arguments.data(), environ);
+  pid_t child = -1;
+  const int error =
+      ::posix_spawnp(&child, arguments.front(), actions.get(), nullptr, arguments.data(), environ);
   if (error != 0) {
     failWith(error);
   }
+  process = child;
 }
 
 ChildProcess::~ChildProcess() {
@@ -223,7 +228,7 @@ std::size_t ChildProcess::read(char* bytes, std::size_t size) {
 
 ChildEnd ChildProcess::wait() {
   int status = 0;
-  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  while (::waitpid(static_cast<pid_t>(process), &status, 0) < 0 && errno == EINTR) {
   }
   process = -1;
   if (WIFSIGNALED(status)) {

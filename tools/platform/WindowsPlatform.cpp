@@ -1,0 +1,279 @@
+#define NOMINMAX
+#include <windows.h>
+// After windows.h, on which these depend
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/Path.h"
+#include "platform/Platform.h"
+
+namespace fs = std::filesystem;
+
+namespace platform {
+
+namespace {
+
+constexpr int standardInput = 0;
+constexpr int standardError = 2;
+constexpr int ownerMayAll = _S_IREAD | _S_IWRITE;
+
+// With this a child that knows of it ends on SIGABRT; by default every signal ends with 3.
+constexpr int abortStatus = 128 + SIGABRT;
+constexpr int signalStatus = 3;
+
+[[noreturn]] void failWith(int error) { throw std::system_error(error, std::generic_category()); }
+
+[[noreturn]] void failWithErrno() { failWith(errno); }
+
+[[noreturn]] void failWithLastError() {
+  throw std::system_error(static_cast<int>(::GetLastError()), std::system_category());
+}
+
+HANDLE handleOf(int fd) { return reinterpret_cast<HANDLE>(::_get_osfhandle(fd)); }
+
+/// What tells one file from all others.
+struct Identity {
+  DWORD volume;
+  DWORD high;
+  DWORD low;
+
+  bool operator==(const Identity&) const = default;
+};
+
+bool identify(HANDLE file, Identity& identity) {
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (::GetFileInformationByHandle(file, &information) == 0) {
+    return false;
+  }
+  identity = {information.dwVolumeSerialNumber, information.nFileIndexHigh,
+              information.nFileIndexLow};
+  return true;
+}
+
+/// Reads until `size` bytes are there or the end is reached.
+std::size_t readFully(int fd, char* bytes, std::size_t size) {
+  constexpr std::size_t most = 1 << 30;
+  std::size_t count = 0;
+  while (count < size) {
+    const auto wanted = static_cast<unsigned>(std::min(size - count, most));
+    const int part = ::_read(fd, bytes + count, wanted);
+    if (part < 0) {
+      failWithErrno();
+    }
+    if (part == 0) {
+      break;
+    }
+    count += static_cast<std::size_t>(part);
+  }
+  return count;
+}
+
+/// A new temporary file for reading and writing, which is removed when it is closed.
+Descriptor createTemporaryFile() {
+  std::array<wchar_t, MAX_PATH + 1> name{};
+  if (::GetTempFileNameW(fs::temp_directory_path().c_str(), L"kes", 0, name.data()) == 0) {
+    failWithLastError();
+  }
+  Descriptor file(
+      ::_wopen(name.data(), _O_RDWR | _O_BINARY | _O_TEMPORARY | _O_NOINHERIT, ownerMayAll));
+  if (file.get() < 0) {
+    failWithErrno();
+  }
+  return file;
+}
+
+/// The path of a program, searched for in PATH unless it has a folder.
+std::wstring findProgram(const std::string& program) {
+  const fs::path name = pathOf(program);
+  if (name.has_parent_path()) {
+    return name.wstring();
+  }
+  std::array<wchar_t, 32768> found{};
+  const DWORD size = ::SearchPathW(::_wgetenv(L"PATH"), name.c_str(), L".exe",
+                                   static_cast<DWORD>(found.size()), found.data(), nullptr);
+  if (size == 0 || size >= found.size()) {
+    failWith(ENOENT);
+  }
+  return {found.data(), size};
+}
+
+/// An argument as the C library of the other program takes it apart again: in quotes, before which
+/// backslashes count double.
+std::wstring quoted(const std::wstring& argument) {
+  std::wstring text = L"\"";
+  std::size_t backslashes = 0;
+  for (const wchar_t letter : argument) {
+    if (letter == L'"') {
+      text.append(backslashes + 1, L'\\');
+    }
+    backslashes = letter == L'\\' ? backslashes + 1 : 0;
+    text += letter;
+  }
+  text.append(backslashes, L'\\');
+  return text + L'"';
+}
+
+/// A handle that children inherit.
+HANDLE inherited(HANDLE handle) {
+  ::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+  return handle;
+}
+
+Descriptor openNull(int mode) { return Descriptor(::_open("NUL", mode | _O_NOINHERIT)); }
+
+}  // namespace
+
+// The C library never gives their numbers to other files.
+void holdStandardStreams() {}
+
+// There are none.
+void ignoreWriteSignals() {}
+
+void leaveNoCoreDump() {
+  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  std::signal(SIGABRT, [](int) { ::_exit(abortStatus); });
+}
+
+bool standardErrorIsTerminal() { return ::_isatty(standardError) != 0; }
+
+bool standardInputIs(const std::string& path) {
+  const Descriptor file(::_wopen(pathOf(path).c_str(), _O_RDONLY | _O_NOINHERIT));
+  Identity ofInput{};
+  Identity ofFile{};
+  return file.get() >= 0 && identify(handleOf(standardInput), ofInput) &&
+         identify(handleOf(file.get()), ofFile) && ofInput == ofFile;
+}
+
+// Only creating a file tells.
+bool mayWriteIn(const std::string& /*folder*/) { return true; }
+
+std::FILE* createNewFile(const std::string& path) {
+  const int file = ::_wopen(pathOf(path).c_str(),
+                            _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY | _O_NOINHERIT, ownerMayAll);
+  return file < 0 ? nullptr : ::_fdopen(file, "wb");
+}
+
+std::string ownProgram() {
+  std::array<wchar_t, 32768> path{};
+  ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return nameOf(path.data());
+}
+
+SignalsLater::SignalsLater() { ::SetConsoleCtrlHandler(nullptr, TRUE); }
+
+SignalsLater::~SignalsLater() { ::SetConsoleCtrlHandler(nullptr, FALSE); }
+
+Descriptor::~Descriptor() {
+  if (fd >= 0) {
+    ::_close(fd);
+  }
+}
+
+int Descriptor::duplicate() const { return ::_dup(fd); }
+
+SilentStandardError::SilentStandardError() : original(::_dup(standardError)) {
+  const Descriptor null = openNull(_O_WRONLY);
+  ::_dup2(null.get(), standardError);
+}
+
+SilentStandardError::~SilentStandardError() { ::_dup2(original.get(), standardError); }
+
+InputFile openInput(const std::string& path) {
+  if (path != "-") {
+    if (std::error_code notThere; fs::is_directory(pathOf(path), notThere)) {
+      failWith(EISDIR);
+    }
+    Descriptor file(::_wopen(pathOf(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT));
+    if (file.get() < 0) {
+      failWithErrno();
+    }
+    return {std::move(file), false};
+  }
+
+  Descriptor copy = createTemporaryFile();
+  if (::_setmode(standardInput, _O_BINARY) < 0) {
+    failWithErrno();
+  }
+  std::array<char, 65536> block{};
+  while (const std::size_t count = readFully(standardInput, block.data(), block.size())) {
+    if (::_write(copy.get(), block.data(), static_cast<unsigned>(count)) !=
+        static_cast<int>(count)) {
+      failWithErrno();
+    }
+  }
+  ::_lseeki64(copy.get(), 0, SEEK_SET);
+  return {std::move(copy), true};
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {
+  const std::wstring program = findProgram(command.front());
+  std::wstring line;
+  for (const std::string& argument : command) {
+    line += quoted(pathOf(argument).wstring()) + L" ";
+  }
+
+  std::array<int, 2> ends{};
+  if (::_pipe(ends.data(), 65536, _O_BINARY | _O_NOINHERIT) != 0) {
+    failWithErrno();
+  }
+  output = Descriptor(ends[0]);
+  const Descriptor inputOfPipe(ends[1]);
+  const Descriptor nothing = openNull(_O_RDONLY);
+  const Descriptor nowhere = openNull(_O_WRONLY);
+
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = inherited(handleOf(input.get() >= 0 ? input.get() : nothing.get()));
+  startup.hStdOutput = inherited(handleOf(inputOfPipe.get()));
+  startup.hStdError = inherited(handleOf(nowhere.get()));
+  PROCESS_INFORMATION child{};
+  if (::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                       &startup, &child) == 0) {
+    failWithLastError();
+  }
+  ::CloseHandle(child.hThread);
+  process = reinterpret_cast<std::intptr_t>(child.hProcess);
+}
+
+ChildProcess::~ChildProcess() {
+  if (process > 0) {
+    output = Descriptor();
+    wait();
+  }
+}
+
+std::size_t ChildProcess::read(char* bytes, std::size_t size) {
+  return readFully(output.get(), bytes, size);
+}
+
+ChildEnd ChildProcess::wait() {
+  const HANDLE child = reinterpret_cast<HANDLE>(process);
+  DWORD status = 0;
+  ::WaitForSingleObject(child, INFINITE);
+  ::GetExitCodeProcess(child, &status);
+  ::CloseHandle(child);
+  process = -1;
+  switch (status) {
+    case abortStatus:
+      return {.signal = SIGABRT};
+    case signalStatus:
+      return {.signal = SIGFPE};
+    default:
+      return {.status = static_cast<int>(status)};
+  }
+}
+
+}  // namespace platform
