@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -151,6 +152,9 @@ ProcessOptions ProgramTest::asOrdinaryUser() {
 
 ProcessResult ProgramTest::runProgram(const Arguments& arguments, ProcessOptions options) {
   std::vector<std::string> command{program};
+  if (const char* const script = std::getenv("KESTREL7_RUN")) {
+    command = {"/bin/sh", script, program};
+  }
   command.insert(command.end(), arguments.begin(), arguments.end());
   options.workingFolder = folder.path();
   return run(command, options);

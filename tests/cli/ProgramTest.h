@@ -65,6 +65,7 @@ class ProgramTest : public ::testing::Test {
   /// to its "out".
   ProcessOptions asOrdinaryUser();
 
+  /// Runs the program or, where KESTREL7_RUN names one, a shell script that gets its path first.
   ProcessResult runProgram(const Arguments& arguments, ProcessOptions options = {});
 
   /// Runs the program and compares all that can be seen of it, all files in the folder included.
