@@ -27,6 +27,12 @@ function input(bytes) {
   new Uint8Array(core.memory.buffer, place, bytes.length).set(bytes);
 }
 
+/** What of a wave is moved to the page and not copied. */
+function buffersOf({ chunks, floors }) {
+  const arrays = [...chunks, ...floors.flatMap(({ lowest, highest }) => [lowest, highest])];
+  return arrays.map(({ buffer }) => buffer);
+}
+
 const functions = {
   async start(module) {
     const nothing = () => 0;
@@ -82,7 +88,7 @@ const functions = {
     return core.readBankFile() === 1;
   },
 
-  /** The report as an object, with the bits and the wave of each recording. */
+  /** The report as an object, with the bits and the wave of each recording; can be had once. */
   results() {
     const report = JSON.parse(textFrom(core.json()));
     report.advice = textFrom(core.advice());
@@ -111,7 +117,8 @@ const functions = {
 
 onmessage = async ({ data: { id, name, argument } }) => {
   try {
-    postMessage({ id, result: await functions[name](argument) });
+    const result = await functions[name](argument);
+    postMessage({ id, result }, name === "results" ? waves.flatMap(buffersOf) : []);
   } catch (error) {
     const isMemory = error instanceof OutOfMemory || error instanceof RangeError;
     postMessage({ id, error: { isMemory, message: String(error?.message ?? error) } });
