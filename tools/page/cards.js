@@ -30,8 +30,7 @@ export class Cards {
     button.className = "card";
     // The drawing is made by the core and holds nothing but its own words.
     button.innerHTML = `<svg viewBox="0 0 124 204" role="img" aria-label="Preset ${group}-${number}, ${verdict}">${drawing}</svg>`;
-    const keys = doubtfulKeys ? doubtfulKeys.split(", ") : [];
-    button.append(keys.length > 4 ? `${keys.length} fields are doubtful` : keys.join(", "));
+    button.append(inShort(doubtfulKeys, 4));
     button.addEventListener("click", () => {
       this.choose(record);
       this.onChoose(record);
@@ -50,7 +49,7 @@ export class Cards {
     const { group, number, verdict } = this.presets[record];
     const { reason, doubtfulKeys, text } = this.cards[record];
     document.getElementById("preset-title").textContent = `Preset ${group}-${number}: ${verdict}`;
-    const doubt = doubtfulKeys ? ` Doubtful: ${doubtfulKeys}.` : "";
+    const doubt = doubtfulKeys ? ` Doubtful: ${inShort(doubtfulKeys, 12)}.` : "";
     document.getElementById("preset-note").textContent = reason ? `Why: ${reason}.${doubt}` : "";
     document.getElementById("preset-text").textContent = text;
   }
@@ -61,4 +60,10 @@ export class Cards {
     this.#buttons[record].focus({ preventScroll: true });
     this.#buttons[record].scrollIntoView({ block: "nearest" });
   }
+}
+
+/** A list of keys, or where there are more than `most`, how many. */
+function inShort(keys, most) {
+  const count = keys.split(", ").length;
+  return count > most ? `${count} fields` : keys;
 }

@@ -11,7 +11,7 @@ const byId = (id) => document.getElementById(id);
 const bytesOf = (id) => Uint8Array.from(atob(byId(id).textContent), (letter) => letter.charCodeAt(0));
 
 const core = WebAssembly.compile(fflate.gunzipSync(bytesOf("core")));
-let shown = null; // { session, report, cards, baseName }
+let shown = null; // { session, report, cards, notes, name }; name is that of the first file
 let work = null; // the session that reads at the moment
 
 const cards = new Cards((record) => {
@@ -69,7 +69,7 @@ async function open(choose) {
     const report = await session.call("results");
     const drawings = await session.call("cards", revision());
     shown?.session.end();
-    shown = { session, report, cards: drawings, notes, baseName: files[0].name.replace(/\.[^.]*$/, "") };
+    shown = { session, report, cards: drawings, notes, name: files[0].name };
     showResults();
   } catch (error) {
     session.end();
@@ -155,7 +155,7 @@ function showResults() {
   const { report, notes } = shown;
   const isBank = report.recordings.length === 0;
   byId("results").hidden = false;
-  byId("verdict").textContent = isBank ? `The 40 presets of ${shown.baseName}` : report.verdict;
+  byId("verdict").textContent = isBank ? `The 40 presets of ${shown.name}` : report.verdict;
   byId("advice").textContent = isBank ? "" : report.advice;
   fill("notes", notes.map((note) => item(note)));
   byId("recording").hidden = isBank;
@@ -243,7 +243,7 @@ function tellPlace(start, end, record) {
   placeTimer = setTimeout(() => {
     const { group, number, verdict } = shown.report.presets[record] ?? {};
     const preset = group ? `; in the middle preset ${group}-${number}, ${verdict}` : "";
-    const step = Math.min(0.001, (end - start) / 1000);
+    const step = Math.min(0.001, (end - start) / 100);
     byId("place").textContent = `${clock(start, step)} to ${clock(end, step)}${preset}`;
   }, 300);
 }
@@ -273,6 +273,7 @@ document.querySelector("fieldset").addEventListener("change", async () => {
 
 byId("take").addEventListener("click", async ({ target }) => {
   if (target.dataset.file) {
-    await download(target.dataset.file, shown.session, shown.cards, shown.report.presets, shown.baseName);
+    const baseName = shown.name.replace(/\.[^.]*$/, "");
+    await download(target.dataset.file, shown.session, shown.cards, shown.report.presets, baseName);
   }
 });
