@@ -120,6 +120,8 @@ for (const [name, expected] of [
   ["silence.wav", /no dump.*silence/],
   ["tone.wav", /no dump.*steady tone of 440 Hz/],
   ["noise.wav", /no dump.*noise/],
+  ["voice.wav", /no dump.*voice/],
+  ["empty.wav", /no sound/],
 ]) {
   test(`${name} gets a sentence, and what was there stays`, async () => {
     await answerTo("tape.wav");
@@ -173,6 +175,26 @@ test("the wave is explored", async () => {
   assert.match(picked, /3-4/, "a click shows the card of the middle");
   await page.click("[aria-label^='Preset 5-8']");
   assert.ok((await view())[0] > 27, "a card shows its place");
+});
+
+test("the wave of a long recording is drawn in time", async () => {
+  await answerTo("padded.wav");
+  await page.evaluate(() => {
+    const request = globalThis.requestAnimationFrame;
+    globalThis.frames = [];
+    globalThis.requestAnimationFrame = (draw) => request((time) => {
+      const start = performance.now();
+      draw(time);
+      globalThis.frames.push(performance.now() - start);
+    });
+  });
+  await page.hover("canvas");
+  for (let i = 0; i < 100; ++i) {
+    await page.mouse.wheel(0, i < 50 ? -200 : 200);
+  }
+  const frames = (await page.evaluate(() => globalThis.frames)).sort((a, b) => a - b);
+  assert.ok(frames.length > 20);
+  assert.ok(frames[Math.floor(0.9 * frames.length)] < 32, "nine frames in ten, as other programs may hold one up");
 });
 
 test("a doubtful place is shown", async () => {

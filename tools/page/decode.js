@@ -26,8 +26,11 @@ export async function decode(file, begin, add) {
       for (let i = 0; i < buffer.numberOfChannels; ++i) {
         block.push(buffer.getChannelData(i).slice(from, from + length));
       }
-      await add(block, done + share * (from + length) / buffer.length);
+      await add(block, done + (share * (from + length)) / buffer.length);
     }
+  }
+  if (!hasBegun) {
+    throw new Sentence(`${file.name} holds no sound.`);
   }
 }
 
