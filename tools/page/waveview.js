@@ -55,7 +55,15 @@ export class WaveView {
     this.spans = presets.map((_, record) => this.#presetSpan(record));
     this.doubtful = doubtfulBits(presets);
     this.selected = -1;
+    this.gain = 0.95 / this.#peak();
     this.showAll();
+  }
+
+  /** The highest magnitude within the dump, or in all where there is none. */
+  #peak() {
+    const { start, end } = this.dump?.start != null ? this.dump : { start: 0, end: this.duration };
+    const [lowest, highest] = this.wave.range(start * this.rate, end * this.rate) ?? [-1, 1];
+    return Math.max(-lowest, highest, 0.001);
   }
 
   showAll() {
@@ -338,6 +346,7 @@ export class WaveView {
     const bottom = height - waveBottom;
     const middle = (waveTop + bottom) / 2;
     const half = (bottom - waveTop) / 2;
+    const y = (sample) => middle - half * Math.max(-1, Math.min(1, this.gain * sample));
     const samplesPerPixel = ((this.end - this.start) * this.rate) / width;
     pen.strokeStyle = this.colors.pale;
     pen.beginPath();
@@ -349,7 +358,7 @@ export class WaveView {
       const first = Math.floor(this.start * this.rate) - 1;
       const last = Math.ceil(this.end * this.rate) + 1;
       for (let i = first; i <= last; ++i) {
-        pen.lineTo(x(i / this.rate), middle - half * this.wave.at(i));
+        pen.lineTo(x(i / this.rate), y(this.wave.at(i)));
       }
       pen.strokeStyle = this.colors.ink;
       pen.lineWidth = 1.4;
@@ -361,8 +370,7 @@ export class WaveView {
       const from = this.start * this.rate + column * samplesPerPixel;
       const range = this.wave.range(from, from + samplesPerPixel);
       if (range) {
-        const top = middle - half * range[1];
-        pen.rect(column, top, 1, Math.max(1, half * (range[1] - range[0])));
+        pen.rect(column, y(range[1]), 1, Math.max(1, y(range[0]) - y(range[1])));
       }
     }
     pen.fillStyle = this.colors.ink;
