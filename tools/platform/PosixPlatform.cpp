@@ -4,10 +4,15 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
@@ -127,7 +132,15 @@ bool mayWriteIn(const std::string& folder) { return ::access(folder.c_str(), W_O
 
 std::FILE* createNewFile(const std::string& path) { return std::fopen(path.c_str(), "wbx"); }
 
-std::string ownProgram() { return "/proc/self/exe"; }
+std::string ownProgram() {
+#ifdef __APPLE__
+  std::array<char, PATH_MAX> path{};
+  std::uint32_t size = path.size();
+  return ::_NSGetExecutablePath(path.data(), &size) == 0 ? path.data() : "";
+#else
+  return "/proc/self/exe";
+#endif
+}
 
 SignalsLater::SignalsLater() {
   const sigset_t signals = endingSignals();
