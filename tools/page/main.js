@@ -15,9 +15,12 @@ let shown = null; // { session, report, cards, notes, name }; name is that of th
 let work = null; // the session that reads at the moment
 
 const cards = new Cards((record) => {
-  showRecordingOf(record);
-  view.select(record);
-  byId(shown.report.recordings.length > 0 ? "wave" : "preset").scrollIntoView({ block: "nearest" });
+  const isBank = shown.report.recordings.length === 0;
+  if (!isBank) {
+    showRecordingOf(record);
+    view.select(record);
+  }
+  byId(isBank ? "preset" : "wave").scrollIntoView({ block: "nearest" });
 });
 const view = new WaveView(document.querySelector("canvas"), {
   onPick: (record) => cards.reveal(record),
@@ -109,10 +112,11 @@ async function read(session, files) {
   if (files.length > 1) {
     throw new Sentence(`${bank.name} is a bank; open it alone.`);
   }
-  const whole = 2120;
+  const whole = 2120; // bytes
   const bytes = new Uint8Array(await bank.slice(0, whole + 1).arrayBuffer());
   if (!(await session.call("readBank", bytes))) {
-    throw new Sentence(`${bank.name} is not a complete SysEx bank: it has ${bank.size.toLocaleString("en")} bytes, and 40 presets take ${whole.toLocaleString("en")}.`);
+    const size = `it has ${bank.size.toLocaleString("en")} bytes, and 40 presets take ${whole.toLocaleString("en")}`;
+    throw new Sentence(`${bank.name} is not a complete SysEx bank of a Kestrel7${bank.size === whole ? "" : `: ${size}`}.`);
   }
   return [];
 }

@@ -16,6 +16,7 @@ const allSure = "All 40 presets are sure.";
 
 let browser;
 let page;
+let errors; // of the page's own code
 
 before(async () => {
   browser = await chromium.launch({
@@ -26,11 +27,16 @@ before(async () => {
 });
 after(() => browser.close());
 beforeEach(() => openPage());
-afterEach(() => page.context().close());
+afterEach(async () => {
+  await page.context().close();
+  assert.deepEqual(errors, []);
+});
 
 async function openPage(options = {}) {
   const context = await browser.newContext({ viewport: { width: 1400, height: 900 }, ...options });
   page = await context.newPage();
+  errors = [];
+  page.on("pageerror", (error) => errors.push(error));
   await page.goto(pageUrl);
 }
 
@@ -112,6 +118,8 @@ test("a bank", async () => {
   assert.equal((await verdicts()).length, 40);
   assert.deepEqual(filesInZip(await taken("zip")), filesIn("revision3"));
   assert.deepEqual(await taken("wav"), readFileSync(file("tape.wav")));
+  await page.click(".card");
+  assert.equal(await page.textContent("#preset-text"), filesIn("revision3")["preset1-1.txt"]);
 });
 
 for (const [name, expected] of [
