@@ -1,6 +1,7 @@
 #include "recovery/Bank.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace recovery {
@@ -87,19 +88,29 @@ bool overlap(const Take& a, const Take& b) {
   return common > shorter / 2.0;
 }
 
+/// Whether the data of two takes from one recording begin at the same moment.
+bool beginAlike(const Take& a, const Take& b) {
+  constexpr double tolerance = 0.0015;  // seconds, half of a bit
+  return a.bits.front().value >= 0 && b.bits.front().value >= 0 &&
+         std::abs(a.bits.front().start - b.bits.front().start) < tolerance;
+}
+
 /// The better of two takes of one dump, with the presets that only the other is sure of. Where both
 /// are sure and differ, none is.
 Take joined(const Take& a, const Take& b) {
   const bool isSecondBetter = isBetter(b, a);
   Take take = isSecondBetter ? b : a;
   const Take& other = isSecondBetter ? a : b;
+  if (!beginAlike(a, b)) {
+    return take;
+  }
   for (int preset = 0; preset < presetCount; ++preset) {
     const auto begin = static_cast<std::ptrdiff_t>(preset * bitsPerPreset);
     if (isSure(take, preset) && isSure(other, preset) && differ(take, other, preset)) {
       for (int i = 0; i < bitsPerPreset; ++i) {
         take.bits[static_cast<std::size_t>(begin + i)].margin = 0.0F;
       }
-    } else if (!isSure(take, preset) && isSure(other, preset) && take.beginningIsSure) {
+    } else if (!isSure(take, preset) && isSure(other, preset)) {
       std::copy_n(other.bits.begin() + begin, bitsPerPreset, take.bits.begin() + begin);
     }
   }

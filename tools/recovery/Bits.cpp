@@ -20,6 +20,8 @@ constexpr float weakMargin = 60.0F;          // nats under which a bit belongs t
 constexpr std::size_t joinedGap = 4;         // firm bits between weak ones that part no stretches
 constexpr std::size_t longestStretch = 300;  // bits
 constexpr int fewestToLearn = 4;
+constexpr double leastTonePart = 0.45;  // of a bit's or a wave's energy that must be its tone
+constexpr int fewestTones = 150;        // bits of a signal that must be tones: less than a preset
 constexpr int silentBits = 8;  // put before and after the signal, which may begin or end in a bit
 
 using Lengths = std::array<int, 2>;
@@ -103,6 +105,8 @@ class ToneEnergy {
     return sums[start + static_cast<std::size_t>(window)] - sums[start];
   }
 
+  std::size_t length() const { return static_cast<std::size_t>(window); }
+
   double energy(std::size_t start) const { return std::norm(at(start)) * 2.0 / window; }
 
  private:
@@ -127,6 +131,26 @@ std::vector<PathBit> tracePath(int end, int value, const Lengths& lengths, StepA
   }
   std::reverse(bits.begin(), bits.end());
   return bits;
+}
+
+}  // namespace
+
+namespace {
+
+/// Whether enough of the bits are tones, and not just the best that can be made of noise.
+bool holdTones(const std::vector<float>& samples, const std::array<ToneEnergy, 2>& tones,
+               const std::vector<PathBit>& bits) {
+  int count = 0;
+  for (const PathBit& bit : bits) {
+    const auto start = static_cast<std::size_t>(bit.start);
+    const ToneEnergy& tone = tones[bit.value ? 1 : 0];
+    double energy = 0.0;
+    for (std::size_t i = start; i < start + tone.length(); ++i) {
+      energy += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
+    }
+    count += tone.energy(start) > leastTonePart * energy && energy > 0.0 ? 1 : 0;
+  }
+  return count >= fewestTones;
 }
 
 }  // namespace
@@ -176,7 +200,7 @@ std::vector<PathBit> readByEnergy(const TapeSignal& signal) {
     bits.push_back({.start = position, .length = length, .value = values[at] != 0});
   }
   std::reverse(bits.begin(), bits.end());
-  return bits;
+  return holdTones(signal.samples, tones, bits) ? bits : std::vector<PathBit>();
 }
 
 namespace {
@@ -222,6 +246,16 @@ class Waves {
     return true;
   }
 
+  /// Whether the waves are what they should be: mostly two cycles for a zero, six for a one.
+  bool areTones() const {
+    for (std::size_t which = 0; which < waves.size(); ++which) {
+      if (shareOf(waves[which], which % 2 == 0 ? zeroCycles : oneCycles) < leastTonePart) {
+        return false;
+      }
+    }
+    return true;
+  }
+
   static std::size_t index(bool before, bool value) {
     return (before ? 2U : 0U) + (value ? 1U : 0U);
   }
@@ -248,9 +282,21 @@ class Waves {
     }
   }
 
-  float level(std::size_t which) const { return levels[which]; }
-
  private:
+  static constexpr double zeroCycles = 2.0;
+  static constexpr double oneCycles = 6.0;
+
+  /// The part of a wave's energy, which is 1, in a sine of so many cycles.
+  static double shareOf(const std::vector<float>& wave, double cycles) {
+    std::complex<double> sum(0.0, 0.0);
+    const double size = static_cast<double>(wave.size());
+    for (std::size_t i = 0; i < wave.size(); ++i) {
+      const double angle = 2.0 * std::numbers::pi * cycles * static_cast<double>(i) / size;
+      sum += static_cast<double>(wave[i]) * std::polar(1.0, -angle);
+    }
+    return 2.0 * std::norm(sum) / size;
+  }
+
   void normalise(std::vector<float>& wave) {
     double energy = 0.0;
     for (const float sample : wave) {
@@ -264,7 +310,6 @@ class Waves {
 
   Lengths lengths;
   std::array<std::vector<float>, 4> waves;
-  std::array<float, 4> levels{};
 };
 
 /// The signal divided by what is to be expected of noise at each moment: hiss, and a part of the
@@ -705,6 +750,9 @@ BitPath readByWaves(const TapeSignal& signal, const std::vector<PathBit>& first)
     hiss = decoder.measureHiss(bits);
   }
   if (!waves.learn(signal.samples, bits)) {
+    return path;
+  }
+  if (!waves.areTones()) {
     return path;
   }
   WaveDecoder decoder(signal, waves, hiss);

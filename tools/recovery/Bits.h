@@ -59,7 +59,8 @@ struct BitPath {
 };
 
 /// Cuts the signal into bits in a first way, by the energies of the two tones, that needs nothing
-/// but the tones' lengths. Margins, gains and fits are not set.
+/// but the tones' lengths. Margins, gains and fits are not set. Nothing where hardly a bit is a
+/// tone: there it is no dump.
 std::vector<PathBit> readByEnergy(const TapeSignal& signal);
 
 /// Cuts the signal into bits by the waves of a one and a zero, as they are in this very recording:

@@ -10,9 +10,19 @@ namespace recovery {
 namespace {
 
 constexpr double bassCorner = 230.0;  // hertz; the long half-periods make 450 to 630
-constexpr double medianReach = 0.3;   // seconds to either side
-constexpr float weakest = 0.1F;       // part of the usual level down to which a level is evened
-constexpr float clickLimit = 2.5F;    // times the level
+constexpr double humCorner = 330.0;
+constexpr double loudBass = 1.3;     // all energy against that above the bass: loud hum
+constexpr double medianReach = 0.3;  // seconds to either side
+constexpr float weakest = 0.1F;      // part of the usual level down to which a level is evened
+constexpr float clickLimit = 2.5F;   // times the level
+
+double energyOf(const std::vector<float>& samples) {
+  double energy = 0.0;
+  for (const float sample : samples) {
+    energy += static_cast<double>(sample) * static_cast<double>(sample);
+  }
+  return energy;
+}
 
 float medianOf(std::vector<float>& values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -50,9 +60,18 @@ void Biquad::run(std::vector<float>& samples) {
 }
 
 void removeBass(std::vector<float>& samples, double sampleRate) {
-  for (int direction = 0; direction < 2; ++direction) {
-    Biquad::highPass(bassCorner, sampleRate).run(samples);
-    std::reverse(samples.begin(), samples.end());
+  const auto filter = [&](double corner) {
+    for (int direction = 0; direction < 2; ++direction) {
+      Biquad::highPass(corner, sampleRate).run(samples);
+      std::reverse(samples.begin(), samples.end());
+    }
+  };
+  const double before = energyOf(samples);
+  filter(bassCorner);
+  // Loud hum has harmonics near the tones; the steeper filter blurs the bits a little.
+  if (before > loudBass * energyOf(samples)) {
+    filter(humCorner);
+    filter(humCorner);
   }
 }
 

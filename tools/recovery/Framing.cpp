@@ -13,8 +13,9 @@ constexpr std::size_t shortestLeader = 10;  // one bits
 constexpr std::size_t plainLeader = 24;     // one bits that no data are likely to hold by chance
 constexpr std::size_t longLeader = 100;     // one bits that outweigh a missing end
 constexpr std::size_t fewestBits = bitsPerPreset;
-constexpr double fewestFirm = 0.5;  // part of a dump's bits that must be firm
-constexpr float endCost = 30.0F;    // nats that it takes to believe that the end is not the end
+constexpr double fewestFirm = 0.6;  // part of a dump's bits that must be firm
+constexpr double fewestFirmWithoutLeader = 0.9;
+constexpr float endCost = 30.0F;  // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t dataBits = static_cast<std::size_t>(bitsPerBank);
@@ -190,7 +191,9 @@ class Framer {
       offset = dataBits - data.size();
     }
     data.resize(std::min(data.size(), dataBits));
-    if (data.size() < fewestBits || firmPart(data) < fewestFirm) {
+    const double firm = firmPart(beginning.firstBit, range.end);
+    if (data.size() < fewestBits ||
+        firm < (beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader)) {
       return;
     }
 
@@ -236,15 +239,20 @@ class Framer {
       return beginning.leaderOnes >= shortestLeader ||
              (least >= sureMargin && isExactFromTones(beginning, range));
     }
-    return least >= sureMargin && (beginning.leaderOnes >= plainLeader ||
-                                   (beginning.leaderOnes >= shortestLeader && isAtStart));
+    return least >= sureMargin &&
+           (beginning.leaderOnes >= longLeader ||
+            (beginning.leaderOnes >= plainLeader && isAtStart && sequence.beginsInSilence));
   }
 
-  static double firmPart(const std::vector<ReadBit>& data) {
-    const auto firm = std::count_if(data.begin(), data.end(), [](const ReadBit& bit) {
-      return bit.hasTone && bit.margin >= sureMargin;
-    });
-    return static_cast<double>(firm) / static_cast<double>(data.size());
+  /// The part of the bits from `begin` to `end`, or as many as data has, that are firm by
+  /// themselves.
+  double firmPart(std::size_t begin, std::size_t end) const {
+    const std::size_t last = std::min(end, begin + dataBits);
+    const auto firm =
+        std::count_if(sequence.bits.begin() + static_cast<std::ptrdiff_t>(begin),
+                      sequence.bits.begin() + static_cast<std::ptrdiff_t>(last),
+                      [](const ReadBit& bit) { return bit.hasTone && bit.margin >= sureMargin; });
+    return static_cast<double>(firm) / static_cast<double>(last - begin);
   }
 
   /// Chooses the slip of each stretch such that the data end where the tones end, if that is

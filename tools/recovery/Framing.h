@@ -22,6 +22,7 @@ struct ReadBit {
 /// How the bits of a region hang together.
 struct BitSequence {
   std::vector<ReadBit> bits;
+  bool beginsInSilence = true;  // before the first bit with a tone nothing else of a dump is lost
 
   /// What a weak stretch might be instead: `readings[i]` has i - `farthestSlip` bits more.
   struct Stretch {

@@ -26,6 +26,7 @@ constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quiet
 
 BitSequence sequenceOf(const BitChain& chain) {
   BitSequence sequence;
+  sequence.beginsInSilence = chain.beginsInSilence;
   for (const TimedBit& bit : chain.bits) {
     sequence.bits.push_back({bit.start, bit.end, bit.value, true, chainMargin, 1.0F, 1.0F});
   }
@@ -61,7 +62,7 @@ std::vector<ReadBit> readBitsOf(const std::vector<PathBit>& bits, const TapeSign
 }
 
 BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
-  BitSequence sequence{readBitsOf(path.bits, signal), {}};
+  BitSequence sequence{readBitsOf(path.bits, signal), true, {}};
   for (const WeakStretch& weak : path.weakStretches) {
     BitSequence::Stretch stretch{weak.begin, weak.end, {}, readBitsOf(weak.other, signal)};
     for (const WeakStretch::Reading& reading : weak.readings) {

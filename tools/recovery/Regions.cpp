@@ -6,7 +6,7 @@ namespace recovery {
 
 namespace {
 
-constexpr double tonesPart = 0.52;     // of a block's energy that the two bands must hold
+constexpr double tonesPart = 0.66;     // of a block's energy that the two bands must hold
 constexpr double quietest = 1.0e-9;    // mean square below which a block is silence: -90 dBFS
 constexpr double windowSeconds = 0.6;  // over which tones are counted
 constexpr double openPart = 0.5;       // of the window that opens a region
@@ -63,7 +63,7 @@ std::optional<BlockRange> RegionFinder::add(bool hasTones) {
   if (!isOpen) {
     if (part >= openPart) {
       isOpen = true;
-      begin = std::max(count - std::min(count, window + lead), lastEnd);
+      begin = possibleBegin();
       toneBlocks = tones;
     }
     return std::nullopt;
@@ -93,8 +93,10 @@ std::optional<BlockRange> RegionFinder::close(std::size_t end) {
   return toneBlocks >= shortest ? std::optional(BlockRange{begin, end}) : std::nullopt;
 }
 
-std::size_t RegionFinder::firstNeeded() const {
-  return isOpen ? begin : count - std::min(count, window + lead);
+std::size_t RegionFinder::firstNeeded() const { return isOpen ? begin : possibleBegin(); }
+
+std::size_t RegionFinder::possibleBegin() const {
+  return std::max(count - std::min(count, window + lead), lastEnd);
 }
 
 }  // namespace recovery

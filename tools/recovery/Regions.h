@@ -63,6 +63,7 @@ class RegionFinder {
 
  private:
   std::optional<BlockRange> close(std::size_t end);
+  std::size_t possibleBegin() const;  // of a region that opens now
 
   std::size_t window;  // blocks over which flags are counted
   std::size_t lead;    // blocks before and after the tones that belong to a region

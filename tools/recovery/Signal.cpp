@@ -159,7 +159,7 @@ double noiseLevel(const Take& take, const std::vector<float>& samples, double sa
       for (std::size_t i = window.begin; i < window.end; ++i) {
         const double angle = 2.0 * std::numbers::pi * tone * harmonic / sampleRate *
                              (static_cast<double>(i) - start);
-        sum += std::polar(static_cast<double>(samples[i]), -angle);
+        sum += static_cast<double>(samples[i]) * std::polar(1.0, -angle);
       }
       explained += 2.0 * std::norm(sum) / size;
     }
