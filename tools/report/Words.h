@@ -32,9 +32,9 @@ std::string escaped(std::string_view text);
 /// The preset of a record, such as "2-3".
 std::string presetName(int record);
 
-const char* verdictWord(recovery::Verdict verdict);     // "sure"
-const char* reasonWord(recovery::Reason reason);        // "drop-out", for programs
-const char* reasonSentence(recovery::Reason reason);    // "the tones are too weak or gone"
+const char* verdictWord(recovery::Verdict verdict);   // "sure"
+const char* reasonWord(recovery::Reason reason);      // "drop-out", for programs
+const char* reasonSentence(recovery::Reason reason);  // "the tones are too weak or gone"
 
 /// Where the dump lies in the frames, such as "the second channel".
 std::string channelSentence(const recovery::Take& take);
