@@ -1,18 +1,21 @@
 #include "support/Files.h"
 
-#include <stdlib.h>
+#ifdef _WIN32
+#include <io.h>
+#endif
 
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 
 TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "kestrel7-test-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) {
-    throw std::runtime_error("can't make a temporary folder");
-  }
-  folder = name;
+  std::random_device random;
+  do {
+    folder = std::filesystem::temp_directory_path() / ("kestrel7-test-" + std::to_string(random()));
+  } while (!std::filesystem::create_directory(folder));
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
 }
 
 TemporaryFolder::~TemporaryFolder() {
@@ -46,5 +49,13 @@ std::vector<std::string> filesIn(const std::string& folder) {
 }
 
 std::ptrdiff_t openFiles() {
+#ifdef _WIN32
+  std::ptrdiff_t count = 0;
+  for (int descriptor = 0; descriptor < _getmaxstdio(); ++descriptor) {
+    count += _get_osfhandle(descriptor) == -1 ? 0 : 1;
+  }
+  return count;
+#else
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+#endif
 }

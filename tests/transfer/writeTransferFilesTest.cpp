@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#ifndef _WIN32
 #include <sys/resource.h>
+#endif
 
 #include <climits>
 #include <cstddef>
@@ -56,6 +58,7 @@ std::string recordWith(std::size_t byte, char value) {
   return record;
 }
 
+#ifndef _WIN32
 /// Lets no file be opened as long as it lives.
 class NoMoreFiles {
  public:
@@ -71,6 +74,7 @@ class NoMoreFiles {
  private:
   rlimit before{};
 };
+#endif
 
 }  // namespace
 
@@ -128,7 +132,7 @@ TEST(WriteTransferFiles, NamesTheFileThatCannotBeOpenedAndStops) {
   EXPECT_TRUE(filesIn(folder.path()).empty());
   std::filesystem::create_directory(folder / "preset3-1.txt");
   const std::ptrdiff_t filesBefore = openFiles();
-  expectCannotOpen(folder.path(), folder / "preset3-1.txt");
+  expectCannotOpen(folder.path(), folder.path() + "/preset3-1.txt");
   EXPECT_EQ(openFiles(), filesBefore);
   EXPECT_EQ(filesIn(folder.path()).size(), 17U);
   expectFiles(folder, bank, 16);
@@ -138,8 +142,11 @@ TEST(WriteTransferFiles, AlwaysAddsASlash) {
   const TemporaryFolder folder;
   expectSuccess(zeroRecord, 1, folder.path() + "/");
   expectFiles(folder, zeroRecord, 1);
-  expectCannotOpen(folder / "missing/", folder.path() + "/missing//preset1-1.txt");
+  expectCannotOpen(folder / "missing/", (folder / "missing/") + "/preset1-1.txt");
+}
 
+#ifndef _WIN32  // which has neither a limit of open files nor a full device
+TEST(WriteTransferFiles, AddsASlashToNoFolderToo) {
   // What is printed comes to light when files can be opened again.
   testing::internal::CaptureStdout();
   {
@@ -155,6 +162,7 @@ TEST(WriteTransferFiles, DoesNotNoticeAFullDevice) {
   expectSuccess(bank, 2, folder.path());
   EXPECT_EQ(readFile(folder / "preset1-2.txt"), transferText(bank.substr(24, 24)));
 }
+#endif
 
 TEST(ToString, IsWhatAStreamMakesOfTheValue) {
   EXPECT_EQ(to_string(0), "0");
