@@ -107,8 +107,9 @@ std::vector<float> dumpOf(Reader& input) {
   float sign = 1.0F;
   for (const HalfPeriod halfPeriod : dumpSignal(bank, leader)) {
     const double length = (halfPeriod == HalfPeriod::Short ? 12.0 : 42.0) * 8000.0 / 44100.0;
-    for (; left < length; left += speed) {
+    while (left < length) {
       samples.push_back(sign * static_cast<float>(std::sin(3.14159265 * left / length)));
+      left += speed;
     }
     left -= length;
     sign = -sign;

@@ -9,7 +9,6 @@ namespace recovery {
 namespace {
 
 constexpr float cleanMargin = 1.0e5F;
-constexpr float deepDropOut = 10.0F;
 
 /// Where the bits lie that were recorded.
 Span recordedSpan(const Take& take) {
@@ -167,6 +166,44 @@ void explain(PresetReading& result, const Take& take, int preset) {
   result.reason = reasonOf(take, preset, *worst, doubtful);
 }
 
+/// The take that is best for a preset: a sure one, then the one with the largest margin. -1 where
+/// no take holds it.
+int bestForPreset(std::span<const Take> takes, int preset) {
+  int best = -1;
+  float highest = 0.0F;
+  for (std::size_t i = 0; i < takes.size(); ++i) {
+    if (isMissing(takes[i], preset)) {
+      continue;
+    }
+    const float rank =
+        leastMargin(takes[i], preset) + (isSure(takes[i], preset) ? cleanMargin : 0.0F);
+    if (best < 0 || rank > highest) {
+      best = static_cast<int>(i);
+      highest = rank;
+    }
+  }
+  return best;
+}
+
+/// Whether another take is as sure of the preset as `best` and reads it otherwise.
+bool isContradicted(std::span<const Take> takes, int best, int preset) {
+  const Take& take = takes[static_cast<std::size_t>(best)];
+  return isSure(take, preset) && std::any_of(takes.begin(), takes.end(), [&](const Take& other) {
+           return isSure(other, preset) && differ(take, other, preset);
+         });
+}
+
+/// Packs 192 bits into the 24 bytes at `record`.
+void packBits(std::span<const BitReading> bits, char* record) {
+  for (std::size_t byte = 0; byte < presetSize; ++byte) {
+    int value = 0;
+    for (const BitReading& bit : bits.subspan(8 * byte, 8)) {
+      value = value * 2 + (bit.value == 1 ? 1 : 0);
+    }
+    record[byte] = static_cast<char>(value);
+  }
+}
+
 }  // namespace
 
 int BankReading::count(Verdict verdict) const {
@@ -192,37 +229,23 @@ DifferentDumps findDifferentDumps(std::span<const Take> takes) {
 BankReading readBank(std::span<const Take> takes) {
   BankReading reading;
   for (int preset = 0; preset < presetCount; ++preset) {
-    PresetReading& result = reading.presets[static_cast<std::size_t>(preset)];
-    int best = -1;
-    for (std::size_t i = 0; i < takes.size(); ++i) {
-      if (isMissing(takes[i], preset)) {
-        continue;
-      }
-      const auto rank = [&](std::size_t k) {
-        return leastMargin(takes[k], preset) + (isSure(takes[k], preset) ? cleanMargin : 0.0F);
-      };
-      if (best < 0 || rank(i) > rank(static_cast<std::size_t>(best))) {
-        best = static_cast<int>(i);
-      }
-    }
+    const int best = bestForPreset(takes, preset);
     if (best < 0) {
       continue;
     }
     const Take& take = takes[static_cast<std::size_t>(best)];
     const auto bits = presetBits(take, preset);
+    PresetReading& result = reading.presets[static_cast<std::size_t>(preset)];
     result.take = best;
     result.span = {bits.front().start, bits.back().end};
     result.margin = leastMargin(take, preset);
     result.verdict = isSure(take, preset) ? Verdict::Sure : Verdict::Doubtful;
     explain(result, take, preset);
-    for (int byte = 0; byte < presetSize; ++byte) {
-      int value = 0;
-      for (int slot = 0; slot < 8; ++slot) {
-        const BitReading& bit = bits[static_cast<std::size_t>(8 * byte + slot)];
-        value = value * 2 + (bit.value == 1 ? 1 : 0);
-      }
-      reading.bank[static_cast<std::size_t>(presetSize * preset + byte)] = static_cast<char>(value);
+    if (isContradicted(takes, best, preset)) {
+      result.verdict = Verdict::Doubtful;
+      result.reason = Reason::TakesDisagree;
     }
+    packBits(bits, reading.bank.data() + static_cast<std::ptrdiff_t>(presetSize) * preset);
   }
   return reading;
 }

@@ -42,8 +42,8 @@ float quantile(std::vector<float>& values, double part) {
 
 /// Where the best path to each tape sample comes from.
 struct Step {
-  std::int8_t extra = 0;
-  std::int8_t previous = 0;
+  std::int16_t extra = 0;
+  std::int16_t previous = 0;
 };
 
 }  // namespace
@@ -60,7 +60,7 @@ TapeSignal resample(const std::vector<float>& samples, double sampleRate, const 
     signal.times.insert(signal.times.end(), padding, time);
   };
   pad(0.0);
-  const double end = static_cast<double>(samples.size() - 3);
+  const auto end = static_cast<double>(samples.size() - 3);
   double position = 1.0;
   while (position < end) {
     const auto index = static_cast<std::size_t>(position);
@@ -289,7 +289,7 @@ class Waves {
   /// The part of a wave's energy, which is 1, in a sine of so many cycles.
   static double shareOf(const std::vector<float>& wave, double cycles) {
     std::complex<double> sum(0.0, 0.0);
-    const double size = static_cast<double>(wave.size());
+    const auto size = static_cast<double>(wave.size());
     for (std::size_t i = 0; i < wave.size(); ++i) {
       const double angle = 2.0 * std::numbers::pi * cycles * static_cast<double>(i) / size;
       sum += static_cast<double>(wave[i]) * std::polar(1.0, -angle);
@@ -297,7 +297,7 @@ class Waves {
     return 2.0 * std::norm(sum) / size;
   }
 
-  void normalise(std::vector<float>& wave) {
+  static void normalise(std::vector<float>& wave) {
     double energy = 0.0;
     for (const float sample : wave) {
       energy += static_cast<double>(sample) * static_cast<double>(sample);
@@ -378,7 +378,7 @@ class WaveDecoder {
         const double fromZero = best[0][at] + score(false, value != 0, at);
         const double fromOne = best[1][at] + score(true, value != 0, at);
         const double total = std::max(fromZero, fromOne);
-        const auto previous = static_cast<std::int8_t>(fromOne > fromZero ? 1 : 0);
+        const auto previous = static_cast<std::int16_t>(fromOne > fromZero ? 1 : 0);
         auto& row = best[static_cast<std::size_t>(value)];
         auto& stepRow = steps[static_cast<std::size_t>(value)];
         const int middle = start + lengths[static_cast<std::size_t>(value)];
@@ -386,7 +386,7 @@ class WaveDecoder {
           const auto target = static_cast<std::size_t>(middle + extra);
           if (total - slackCost(extra) > row[target]) {
             row[target] = total - slackCost(extra);
-            stepRow[target] = {static_cast<std::int8_t>(extra), previous};
+            stepRow[target] = {static_cast<std::int16_t>(extra), previous};
           }
         }
       }
@@ -603,7 +603,7 @@ class WaveDecoder {
       }
       const double zero = fromZero + score(false, value != 0, at);
       const double one = fromOne + score(true, value != 0, at);
-      const auto previous = static_cast<std::int8_t>(one > zero ? 1 : 0);
+      const auto previous = static_cast<std::int16_t>(one > zero ? 1 : 0);
       for (int extra = -slack; extra <= slack; ++extra) {
         const int target = position + length + extra;
         if (target > lattice.span) {
@@ -613,7 +613,7 @@ class WaveDecoder {
         const double total = std::max(zero, one) - slackCost(extra);
         if (total > lattice.totals[cell]) {
           lattice.totals[cell] = total;
-          lattice.ways[cell] = {static_cast<std::int8_t>(extra), previous};
+          lattice.ways[cell] = {static_cast<std::int16_t>(extra), previous};
         }
       }
     }

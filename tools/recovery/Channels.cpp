@@ -46,12 +46,11 @@ Decimator::Decimator(double sampleRate)
   pending.assign(taps.size() / 2, 0.0F);
 }
 
-void Decimator::add(const float* samples, std::size_t count, std::size_t stride,
-                    std::vector<float>& output) {
+void Decimator::add(const Input& input, std::vector<float>& output) {
   const std::size_t held = pending.size();
-  pending.resize(held + count);
-  for (std::size_t i = 0; i < count; ++i) {
-    pending[held + i] = bounded(samples[i * stride]);
+  pending.resize(held + input.count);
+  for (std::size_t i = 0; i < input.count; ++i) {
+    pending[held + i] = bounded(input.samples[i * input.stride]);
   }
   filter(output);
 }

@@ -12,9 +12,16 @@ class Decimator {
   /// For input of `sampleRate` samples a second.
   explicit Decimator(double sampleRate);
 
-  /// Takes `count` samples that lie `stride` floats apart and appends what is ready to `output`.
-  /// Output sample i stands for the moment of input sample `factor() * i`.
-  void add(const float* samples, std::size_t count, std::size_t stride, std::vector<float>& output);
+  /// Samples that lie `stride` floats apart, the caller's.
+  struct Input {
+    const float* samples;
+    std::size_t count;
+    std::size_t stride;
+  };
+
+  /// Takes the next samples and appends what is ready to `output`. Output sample i stands for the
+  /// moment of input sample `factor() * i`.
+  void add(const Input& input, std::vector<float>& output);
 
   /// Appends the samples that wait for input which does not come.
   void finish(std::vector<float>& output);

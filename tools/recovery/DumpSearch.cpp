@@ -258,8 +258,8 @@ DumpSearch::DumpSearch(double sampleRate, int channels) {
 }
 
 DumpSearch::~DumpSearch() = default;
-DumpSearch::DumpSearch(DumpSearch&&) noexcept = default;
-DumpSearch& DumpSearch::operator=(DumpSearch&&) noexcept = default;
+DumpSearch::DumpSearch(DumpSearch&& other) noexcept = default;
+DumpSearch& DumpSearch::operator=(DumpSearch&& other) noexcept = default;
 
 void DumpSearch::add(const float* interleaved, std::size_t frames) {
   if (!state) {
@@ -275,7 +275,7 @@ void DumpSearch::add(const float* interleaved, std::size_t frames) {
     for (std::size_t c = 0; c < count; ++c) {
       State::Channel& channel = state->channels[c];
       const std::size_t before = channel.kept.size();
-      channel.decimator.add(samples + c, size, count, channel.kept);
+      channel.decimator.add({samples + c, size, count}, channel.kept);
       channel.detector.add(channel.kept.data() + before, channel.kept.size() - before,
                            channel.flags);
     }

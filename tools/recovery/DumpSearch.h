@@ -16,8 +16,8 @@ class DumpSearch {
   /// the rate is not 4,000 to 1,000,000 or there is no channel.
   DumpSearch(double sampleRate, int channels);
   ~DumpSearch();
-  DumpSearch(DumpSearch&&) noexcept;
-  DumpSearch& operator=(DumpSearch&&) noexcept;
+  DumpSearch(DumpSearch&& other) noexcept;
+  DumpSearch& operator=(DumpSearch&& other) noexcept;
 
   /// Takes the next `frames` frames, interleaved, full scale at -1.0 to 1.0; anything else that a
   /// float can hold is borne. The samples are the caller's and are not kept.

@@ -13,7 +13,7 @@ class Biquad {
   static Biquad highPass(double corner, double sampleRate);
 
   float next(float sample) {
-    const double input = static_cast<double>(sample);
+    const auto input = static_cast<double>(sample);
     const double output = b0 * input + first;
     first = b1 * input - a1 * output + second;
     second = b2 * input - a2 * output;

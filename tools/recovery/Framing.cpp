@@ -125,52 +125,52 @@ class Framer {
     return tones.end + 3 < sequence.bits.size();
   }
 
+  /// How much a zero after `ones` one bits looks like a start marker; nothing where it is none.
+  std::optional<double> markerScore(std::size_t marker, std::size_t ones, const IndexRange& range,
+                                    const IndexRange& tones) const {
+    const bool isWhole = range.end == tones.end;
+    const std::size_t left = range.end - (marker + 1);
+    const bool fitsEnd =
+        isWhole && left + farthestSlip >= dataBits && left <= dataBits + farthestSlip;
+    const bool isExact = isWhole && left == dataBits;
+    const bool isFirst = marker - ones == range.begin;
+    // Tones that end too soon for all data more likely lack the beginning than the end.
+    const bool endsTooSoon = isWhole && isCleanEnd(tones) && left + farthestSlip < dataBits;
+    const bool isLeader = endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader)
+                                      : ones >= shortestLeader;
+    if (left == 0 || (!isLeader && !(isExact && isFirst))) {
+      return std::nullopt;
+    }
+    const double leader = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
+    const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
+    const double end = isExact ? 160.0 : fitsEnd ? 110.0 : 0.0;
+    return leader + data + end + static_cast<double>(std::min(sequence.bits[marker].margin, 50.0F));
+  }
+
   std::optional<Beginning> findBeginning(const IndexRange& range, const IndexRange& tones) const {
     std::optional<Beginning> best;
-    const auto offer = [&](std::size_t firstBit, std::size_t ones, double score) {
-      if (firstBit < range.end && (!best || score > best->score)) {
-        best = Beginning{firstBit, ones, score};
-      }
-    };
-    const bool isWhole = range.end == tones.end;
     std::size_t ones = 0;
     for (std::size_t i = range.begin; i < range.end; ++i) {
       if (sequence.bits[i].value) {
         ++ones;
         continue;
       }
-      const std::size_t left = range.end - (i + 1);
-      const bool fitsEnd =
-          isWhole && left + farthestSlip >= dataBits && left <= dataBits + farthestSlip;
-      const bool isExact = isWhole && left == dataBits;
-      const bool isFirst = i - ones == range.begin;
-      double score = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
-      score += left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
-      score += isExact ? 160.0 : fitsEnd ? 110.0 : 0.0;
-      score += static_cast<double>(std::min(sequence.bits[i].margin, 50.0F));
-      // Tones that end too soon for all data more likely lack the beginning than the end.
-      const bool endsTooSoon = isWhole && isCleanEnd(tones) && left + farthestSlip < dataBits;
-      const bool isLeader = endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader)
-                                        : ones >= shortestLeader;
-      if (isLeader || (isExact && isFirst)) {
-        offer(i + 1, ones, score);
+      const std::optional<double> score = markerScore(i, ones, range, tones);
+      if (score && (!best || *score > best->score)) {
+        best = Beginning{i + 1, ones, *score};
       }
       ones = 0;
     }
-    if (!best && isWhole && isCleanEnd(tones)) {
+    if (!best && range.end == tones.end && isCleanEnd(tones)) {
       // No leader is left: the data are counted back from their end.
       const std::size_t count = range.end - range.begin;
-      if (count >= dataBits) {
-        offer(range.end - dataBits, 0, 0.0);
-      } else {
-        offer(range.begin, 0, 0.0);
-      }
+      best = Beginning{count >= dataBits ? range.end - dataBits : range.begin, 0, 0.0};
     }
     return best;
   }
 
   void build(const Beginning& beginning, const IndexRange& range, const IndexRange& tones) {
-    std::vector<const BitSequence::Stretch*> stretches;
+    Stretches stretches;
     for (const BitSequence::Stretch& stretch : sequence.stretches) {
       if (stretch.end > beginning.firstBit && stretch.begin < range.end) {
         stretches.push_back(&stretch);
@@ -255,34 +255,37 @@ class Framer {
     return static_cast<double>(firm) / static_cast<double>(last - begin);
   }
 
+  using Stretches = std::vector<const BitSequence::Stretch*>;
+
+  /// What it costs that the stretches before, or from each on, lose or gain so many bits together.
+  static SlipCosts withStretch(const SlipCosts& costs, const BitSequence::Stretch& stretch) {
+    SlipCosts sum;
+    sum.fill(impossible);
+    for (int slip = -farthest; slip <= farthest; ++slip) {
+      for (int own = -farthestSlip; own <= farthestSlip; ++own) {
+        const int total = slip + own;
+        if (std::abs(total) <= farthest) {
+          at(sum, total) = std::min(at(sum, total), at(costs, slip) + costOf(stretch, own));
+        }
+      }
+    }
+    return sum;
+  }
+
   /// Chooses the slip of each stretch such that the data end where the tones end, if that is
   /// likelier than that they do not, and finds for each place what another count would cost.
-  void resolve(const std::vector<const BitSequence::Stretch*>& stretches, int missing,
-               float endPenalty) {
+  void resolve(const Stretches& stretches, int missing, float endPenalty) {
     const std::size_t count = stretches.size();
     SlipCosts none;
     none.fill(impossible);
     at(none, 0) = 0.0F;
     std::vector<SlipCosts> before(count + 1, none);
     std::vector<SlipCosts> after(count + 1, none);
-    const auto add = [](const SlipCosts& costs, const BitSequence::Stretch& stretch) {
-      SlipCosts sum;
-      sum.fill(impossible);
-      for (int slip = -farthest; slip <= farthest; ++slip) {
-        for (int own = -farthestSlip; own <= farthestSlip; ++own) {
-          const int total = slip + own;
-          if (std::abs(total) <= farthest) {
-            at(sum, total) = std::min(at(sum, total), at(costs, slip) + costOf(stretch, own));
-          }
-        }
-      }
-      return sum;
-    };
     for (std::size_t i = 0; i < count; ++i) {
-      before[i + 1] = add(before[i], *stretches[i]);
+      before[i + 1] = withStretch(before[i], *stretches[i]);
     }
     for (std::size_t i = count; i > 0; --i) {
-      after[i - 1] = add(after[i], *stretches[i - 1]);
+      after[i - 1] = withStretch(after[i], *stretches[i - 1]);
     }
 
     const auto penalty = [&](int total) { return total == missing ? 0.0F : endPenalty; };
@@ -294,33 +297,33 @@ class Framer {
       }
     }
     const float bestCost = at(before[count], bestTotal) + penalty(bestTotal);
-
-    slips.assign(count, 0);
-    int left = bestTotal;
-    for (std::size_t i = count; i > 0; --i) {
-      for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
-        if (std::abs(left - own) <= farthest &&
-            at(before[i - 1], left - own) + costOf(*stretches[i - 1], own) <= at(before[i], left)) {
-          slips[i - 1] = own;
-          left -= own;
-          break;
-        }
-      }
-    }
+    chooseSlips(stretches, before, bestTotal);
 
     countMargins.assign(count + 1, impossible);
     int chosen = 0;
     for (std::size_t i = 0; i <= count; ++i) {
       for (int head = -farthest; head <= farthest; ++head) {
-        for (int tail = -farthest; tail <= farthest; ++tail) {
-          if (head != chosen) {
-            countMargins[i] = std::min(countMargins[i], at(before[i], head) + at(after[i], tail) +
-                                                            penalty(head + tail) - bestCost);
-          }
+        for (int tail = -farthest; head != chosen && tail <= farthest; ++tail) {
+          countMargins[i] = std::min(countMargins[i], at(before[i], head) + at(after[i], tail) +
+                                                          penalty(head + tail) - bestCost);
         }
       }
-      if (i < count) {
-        chosen += slips[i];
+      chosen += i < count ? slips[i] : 0;
+    }
+  }
+
+  /// Follows the costs back from the total that was chosen.
+  void chooseSlips(const Stretches& stretches, const std::vector<SlipCosts>& before, int total) {
+    slips.assign(stretches.size(), 0);
+    for (std::size_t i = stretches.size(); i > 0; --i) {
+      for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
+        if (std::abs(total - own) <= farthest &&
+            at(before[i - 1], total - own) + costOf(*stretches[i - 1], own) <=
+                at(before[i], total)) {
+          slips[i - 1] = own;
+          total -= own;
+          break;
+        }
       }
     }
   }
@@ -338,7 +341,7 @@ class Framer {
 
   /// The data bits from `first` on with the chosen slips; margins take in what the count costs.
   std::vector<ReadBit> assemble(std::size_t first, std::size_t end,
-                                const std::vector<const BitSequence::Stretch*>& stretches) const {
+                                const Stretches& stretches) const {
     std::vector<ReadBit> data;
     std::size_t i = first;
     std::size_t passed = 0;

@@ -36,6 +36,7 @@ const BitSequence::Stretch::Reading* likelyCount(const BitSequence::Stretch& str
 
 std::vector<std::int8_t> valuesOf(const std::vector<ReadBit>& bits) {
   std::vector<std::int8_t> values;
+  values.reserve(bits.size());
   for (const ReadBit& bit : bits) {
     values.push_back(static_cast<std::int8_t>(bit.value ? 1 : 0));
   }

@@ -1,6 +1,7 @@
 #include "recovery/Regions.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace recovery {
 
@@ -17,7 +18,7 @@ constexpr double overlapSeconds = 40.0;  // of the pieces of a longer region: mo
 constexpr double shortestSeconds = 0.7;  // of tones in all, about a preset
 
 std::size_t blocks(double seconds, double ofSeconds) {
-  return std::max<std::size_t>(1, static_cast<std::size_t>(seconds / ofSeconds + 0.5));
+  return std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(seconds / ofSeconds)));
 }
 
 }  // namespace
@@ -47,11 +48,11 @@ void ToneDetector::add(const float* samples, std::size_t count, std::vector<bool
   }
 }
 
-RegionFinder::RegionFinder(double blockLength)
-    : window(blocks(windowSeconds, blockLength)),
-      lead(blocks(leadSeconds, blockLength)),
-      longest(blocks(longestSeconds, blockLength)),
-      shortest(blocks(shortestSeconds, blockLength)),
+RegionFinder::RegionFinder(double blockDuration)
+    : window(blocks(windowSeconds, blockDuration)),
+      lead(blocks(leadSeconds, blockDuration)),
+      longest(blocks(longestSeconds, blockDuration)),
+      shortest(blocks(shortestSeconds, blockDuration)),
       recent(window, false) {}
 
 std::optional<BlockRange> RegionFinder::add(bool hasTones) {

@@ -49,8 +49,8 @@ struct BlockRange {
 /// Joins the flags of blocks, in a stream, to regions.
 class RegionFinder {
  public:
-  /// For blocks of `blockSeconds`.
-  explicit RegionFinder(double blockSeconds);
+  /// For blocks of `blockDuration` seconds.
+  explicit RegionFinder(double blockDuration);
 
   /// Takes the flag of the next block. Returns the region that ended with it, if one did.
   std::optional<BlockRange> add(bool hasTones);

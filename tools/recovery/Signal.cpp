@@ -51,7 +51,7 @@ double amplitudeAt(const std::vector<float>& samples, Window window, double freq
                    double sampleRate) {
   const std::complex<double> turn =
       std::polar(1.0, -2.0 * std::numbers::pi * frequency / sampleRate);
-  const double size = static_cast<double>(window.end - window.begin);
+  const auto size = static_cast<double>(window.end - window.begin);
   const std::complex<double> windowTurn = std::polar(1.0, 2.0 * std::numbers::pi / size);
   std::complex<double> phase(1.0, 0.0);
   std::complex<double> windowPhase(1.0, 0.0);
@@ -143,7 +143,7 @@ double noiseLevel(const Take& take, const std::vector<float>& samples, double sa
   for (std::size_t k = 10; k < take.bits.size(); k += 37) {
     const BitReading& bit = take.bits[k];
     const Window window = windowOf({bit.start, bit.end}, sampleRate, samples.size());
-    const double size = static_cast<double>(window.end - window.begin);
+    const auto size = static_cast<double>(window.end - window.begin);
     if (bit.value < 0 || window.end < window.begin + 8) {
       continue;
     }
@@ -251,6 +251,23 @@ void countHalfPeriods(Take& take, const std::vector<float>& samples, Window wind
   }
 }
 
+/// Whether bits begin with a negative half-period, by the zeros, whose two cycles are plain to see.
+bool isInverted(const Take& take, const std::vector<float>& samples, double sampleRate) {
+  double sum = 0.0;
+  for (const BitReading& bit : take.bits) {
+    if (bit.value != 0) {
+      continue;
+    }
+    const Window window = windowOf({bit.start, bit.end}, sampleRate, samples.size());
+    const double tone = 4.0 * std::numbers::pi / (bit.end - bit.start);
+    for (std::size_t i = window.begin; i < window.end; ++i) {
+      sum += static_cast<double>(samples[i]) *
+             std::sin(tone * (static_cast<double>(i) / sampleRate - bit.start));
+    }
+  }
+  return sum < 0.0;
+}
+
 void describeSpeed(Take& take, const Span& span, const SpeedTrack& track) {
   SignalFacts& facts = take.signal;
   std::vector<double> speeds;
@@ -295,11 +312,14 @@ void describeSignal(Take& take, const std::vector<float>& recorded,
   removeBass(tones, sampleRate);
   std::vector<double> levels = bitLevels(take, tones, sampleRate);
   take.dropOuts = findDropOuts(take, levels);
-  const double toneAmplitude = std::max(std::sqrt(2.0) * quantile(levels, 0.5), 1.0e-9);
+  std::erase(levels, 0.0);
+  const double usual = levels.empty() ? 0.0 : quantile(levels, 0.5);
+  const double toneAmplitude = std::max(std::sqrt(2.0) * usual, 1.0e-9);
   facts.toneLevel = decibels(toneAmplitude);
   facts.noiseLevel = noiseLevel(take, evened, sampleRate);
   findHum(facts, recorded, window, sampleRate, toneAmplitude);
 
+  take.isInverted = isInverted(take, evened, sampleRate);
   describeSpeed(take, span, track);
   countHalfPeriods(take, recorded, window, sampleRate);
   take.spectrum = measureSpectrum(recorded, window, sampleRate);
