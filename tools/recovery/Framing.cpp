@@ -15,7 +15,7 @@ constexpr std::size_t longLeader = 100;     // one bits that outweigh a missing 
 constexpr std::size_t fewestBits = bitsPerPreset;
 constexpr double fewestFirm = 0.6;  // part of a dump's bits that must be firm
 constexpr double fewestFirmWithoutLeader = 0.9;
-constexpr float endCost = 30.0F;  // nats that it takes to believe that the end is not the end
+constexpr float endCost = 60.0F;  // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t dataBits = static_cast<std::size_t>(bitsPerBank);
@@ -144,7 +144,8 @@ class Framer {
     const double leader = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
     const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
     const double end = isExact ? 160.0 : fitsEnd ? 110.0 : 0.0;
-    return leader + data + end + static_cast<double>(std::min(sequence.bits[marker].margin, 50.0F));
+    return leader + data + end +
+           static_cast<double>(std::min(sequence.bits[marker].margin, sureMargin));
   }
 
   std::optional<Beginning> findBeginning(const IndexRange& range, const IndexRange& tones) const {

@@ -21,7 +21,7 @@ namespace recovery {
 
 namespace {
 
-constexpr float chainMargin = 60.0F;  // nats of a bit without a flaw
+constexpr float chainMargin = 80.0F;  // nats of a bit without a flaw
 constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quieter one is dead
 
 BitSequence sequenceOf(const BitChain& chain) {
