@@ -10,18 +10,6 @@ namespace {
 
 constexpr float cleanMargin = 1.0e5F;
 
-/// Where the bits lie that were recorded.
-Span recordedSpan(const Take& take) {
-  Span span;
-  for (const BitReading& bit : take.bits) {
-    if (bit.value >= 0) {
-      span.start = span.end == 0.0 ? bit.start : span.start;
-      span.end = bit.end;
-    }
-  }
-  return span;
-}
-
 /// The 192 bits of a preset in a take.
 std::span<const BitReading> presetBits(const Take& take, int preset) {
   return std::span(take.bits).subspan(static_cast<std::size_t>(preset * bitsPerPreset),

@@ -7,6 +7,8 @@
 #include <numbers>
 #include <utility>
 
+#include "recovery/Quantile.h"
+
 namespace recovery {
 
 namespace {
@@ -32,13 +34,6 @@ Lengths lengthsOf(const TapeSignal& signal) {
 
 /// What a bit costs, in nats, that is `by` tape samples longer or shorter than it should be.
 constexpr double slackCost(int by) { return by * by / (2.0 * slackDeviation * slackDeviation); }
-
-float quantile(std::vector<float>& values, double part) {
-  const auto at =
-      values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
-  std::nth_element(values.begin(), at, values.end());
-  return *at;
-}
 
 /// Where the best path to each tape sample comes from.
 struct Step {

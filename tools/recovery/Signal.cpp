@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "recovery/Filter.h"
+#include "recovery/Quantile.h"
 
 namespace recovery {
 
@@ -24,14 +25,6 @@ constexpr double humAboveRest = 8.0;         // decibels above the frequencies a
 constexpr double nothing = -70.0;            // decibels below the strongest frequency
 
 double decibels(double amplitude) { return 20.0 * std::log10(std::max(amplitude, 1.0e-10)); }
-
-template <typename Value>
-Value quantile(std::vector<Value>& values, double part) {
-  const auto at =
-      values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
-  std::nth_element(values.begin(), at, values.end());
-  return *at;
-}
 
 /// A stretch of samples.
 struct Window {
@@ -63,23 +56,6 @@ double amplitudeAt(const std::vector<float>& samples, Window window, double freq
     windowPhase *= windowTurn;
   }
   return 2.0 * std::abs(sum) / std::max(size, 1.0);
-}
-
-/// The bits of a take that were recorded, as one stretch of time.
-Span recordedSpan(const Take& take) {
-  Span span;
-  bool isFirst = true;
-  for (const BitReading& bit : take.bits) {
-    if (bit.value < 0) {
-      continue;
-    }
-    if (isFirst) {
-      span.start = bit.start;
-      isFirst = false;
-    }
-    span.end = bit.end;
-  }
-  return span;
 }
 
 /// The root of the mean square of each recorded bit, in `samples`; 0 where there is none.
@@ -115,14 +91,12 @@ double usualLevel(const Take& take, const std::vector<double>& levels, std::size
 
 std::vector<DropOut> findDropOuts(const Take& take, const std::vector<double>& levels) {
   std::vector<DropOut> dropOuts;
-  double usual = 0.0;
   for (std::size_t k = 0; k < levels.size(); ++k) {
     const BitReading& bit = take.bits[k];
     if (bit.value < 0) {
       continue;
     }
-    usual = usualLevel(take, levels, k);
-    const double depth = decibels(usual) - decibels(levels[k]);
+    const double depth = decibels(usualLevel(take, levels, k)) - decibels(levels[k]);
     if (depth < dropOutDepth) {
       continue;
     }

@@ -100,6 +100,21 @@ struct Take {
   std::vector<float> spectrum;
 };
 
+/// The bits of a take that were recorded, as one stretch of time; empty where there are none.
+inline Span recordedSpan(const Take& take) {
+  Span span;
+  bool isFirst = true;
+  for (const BitReading& bit : take.bits) {
+    if (bit.value < 0) {
+      continue;
+    }
+    span.start = isFirst ? bit.start : span.start;
+    span.end = bit.end;
+    isFirst = false;
+  }
+  return span;
+}
+
 /// What a whole recording holds.
 struct RecordingFacts {
   double sampleRate = 0.0;

@@ -141,18 +141,6 @@ std::string levelCurve(const recovery::RecordingFacts& facts, const Axis& time) 
   return svgPath(steps + "V1000Z", "level");
 }
 
-const char* bandClass(recovery::Verdict verdict) {
-  switch (verdict) {
-    case recovery::Verdict::Sure:
-      return "sure";
-    case recovery::Verdict::Doubtful:
-      return "doubtful";
-    case recovery::Verdict::Missing:
-      break;
-  }
-  return "missing";
-}
-
 /// Leader, marker and presets of a dump as a strip from `top` on.
 std::string strip(const Results& results, const recovery::Take& take, const Axis& time, int top) {
   constexpr int height = 22;
@@ -166,7 +154,7 @@ std::string strip(const Results& results, const recovery::Take& take, const Axis
     const recovery::Verdict verdict =
         results.bank.presets[static_cast<std::size_t>(record)].verdict;
     const double gap = 0.08 * (end - start);
-    result += box(time, start + gap, end - gap, top, height, bandClass(verdict));
+    result += box(time, start + gap, end - gap, top, height, verdictWord(verdict));
     recovery::Span& group = groups[static_cast<std::size_t>(presetGroup(record) - 1)];
     group = {group.end > group.start ? group.start : start, end};
   }
