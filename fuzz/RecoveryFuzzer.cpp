@@ -51,6 +51,7 @@ struct Recording {
   int channels = 1;
   std::vector<float> samples;
   bool isNoise = false;
+  std::string bank;  // of a dump whose beginning is there; otherwise empty
 };
 
 constexpr std::array sampleRates = {8000.0,
@@ -70,6 +71,8 @@ constexpr std::array sampleRates = {8000.0,
                                     std::numeric_limits<double>::infinity(),
                                     std::numeric_limits<double>::quiet_NaN()};
 
+constexpr std::array channelCounts = {0, 1, 2, 3, -1, 8, 64, 1024};
+
 constexpr std::size_t noiseSamples = 120'000;  // 15 s at 8,000 a second
 constexpr std::size_t longest = 300'000;
 
@@ -86,7 +89,7 @@ std::vector<float> noiseOf(Reader& input) {
 }
 
 /// A dump at 8,000 samples a second, with what the input says is wrong with it.
-std::vector<float> dumpOf(Reader& input) {
+Recording dumpOf(Reader& input) {
   const double speed = 0.8 + input.byte() / 640.0;
   const float noise = static_cast<float>(input.byte()) / 512.0F;
   const double beginning = input.byte() / 255.0;  // the part of the dump that is there
@@ -131,8 +134,12 @@ std::vector<float> dumpOf(Reader& input) {
     return samples.begin() +
            static_cast<std::ptrdiff_t>(part * static_cast<double>(samples.size()));
   };
-  const double first = std::min(beginning, end);
-  return {at(first), at(std::max(beginning, end))};
+  Recording recording;
+  recording.samples = {at(std::min(beginning, end)), at(std::max(beginning, end))};
+  if (std::min(beginning, end) == 0.0 && leader >= 16) {
+    recording.bank = std::move(bank);
+  }
+  return recording;
 }
 
 Recording recordingOf(std::string_view bytes) {
@@ -140,11 +147,10 @@ Recording recordingOf(std::string_view bytes) {
   const int form = input.byte() % 8;
   Recording recording;
   if (form < 4) {
-    recording.samples = dumpOf(input);
-    return recording;
+    return dumpOf(input);
   }
   recording.sampleRate = sampleRates[input.byte() % sampleRates.size()];
-  recording.channels = input.byte() % 4;
+  recording.channels = channelCounts[input.byte() % channelCounts.size()];
   if (form == 4) {
     recording.sampleRate = 8000.0;
     recording.channels = 1;
@@ -179,6 +185,26 @@ void checkSpan(const Span& span, double duration, const char* what) {
   check(span.start >= -0.01 && span.end <= duration + 0.01, what);
 }
 
+template <class... Numbers>
+void checkFinite(const char* what, Numbers... numbers) {
+  check((std::isfinite(numbers) && ...), what);
+}
+
+void checkFiniteAll(const std::vector<float>& numbers, const char* what) {
+  for (const float number : numbers) {
+    checkFinite(what, number);
+  }
+}
+
+void checkSignal(const SignalFacts& signal) {
+  checkFinite("what is known of the signal is a number", signal.toneLevel, signal.peakLevel,
+              signal.noiseLevel, signal.humFrequency, signal.humLevel, signal.dcOffset,
+              signal.clippedShare, signal.shortHalfPeriod, signal.longHalfPeriod,
+              signal.speedMedian, signal.speedWander, signal.bandwidth);
+  check(signal.clippedShare >= 0.0 && signal.clippedShare <= 1.0, "a share is 0 to 1");
+  check(signal.shortHalfPeriod >= 0.0 && signal.longHalfPeriod >= 0.0, "lengths are not negative");
+}
+
 void checkBits(const Take& take, double duration) {
   checkEqual(static_cast<long long>(take.bits.size()), bitsPerBank, "bits of a take");
   double time = -1.0;
@@ -201,13 +227,14 @@ void checkTake(const Take& take, double duration, int channels) {
   checkSpan(take.marker, duration, "the marker lies within the recording");
   double time = -1.0;
   for (const SpeedPoint& point : take.speed) {
-    check(std::isfinite(point.speed) && point.speed > 0.0, "a speed is above 0");
+    checkFinite("a speed is a number", point.time, point.speed);
+    check(point.speed > 0.0, "a speed is above 0");
     check(point.time >= time, "speeds follow one another");
     time = point.time;
   }
   for (const DropOut& dropOut : take.dropOuts) {
     checkSpan(dropOut.span, duration, "a drop-out lies within the recording");
-    check(!std::isnan(dropOut.depth), "a drop-out has a depth");
+    checkFinite("a drop-out has a depth", dropOut.depth);
   }
   check(take.doubtfulPlaces.size() <= 20, "at most 20 doubtful places");
   int bit = -1;
@@ -217,11 +244,15 @@ void checkTake(const Take& take, double duration, int channels) {
     check(place.firstBit + place.bitCount <= bitsPerBank, "a doubtful place is one of the bank");
     checkSpan(place.span, duration, "a doubtful place lies within the recording");
     check(static_cast<int>(place.read.size()) >= place.bitCount, "a doubtful place has its bits");
+    checkFinite("a doubtful place has numbers", place.margin, place.wave.start,
+                place.wave.sampleRate);
+    checkFiniteAll(place.wave.samples, "a doubtful place has a wave");
   }
-  for (const float level : take.spectrum) {
-    check(!std::isnan(level), "a level of the spectrum is a number");
-  }
+  checkSignal(take.signal);
+  checkFiniteAll(take.spectrum, "a level of the spectrum is a number");
 }
+
+bool isSureBit(const BitReading& bit) { return bit.value >= 0 && bit.margin >= sureMargin; }
 
 char byteOf(const Take& take, std::size_t byte) {
   int value = 0;
@@ -231,28 +262,47 @@ char byteOf(const Take& take, std::size_t byte) {
   return static_cast<char>(value);
 }
 
-/// What holds of any reading, and of a sure preset that only one take was read for.
-void checkReading(const BankReading& reading, std::span<const Take> takes) {
+/// A preset that is said to be sure is sure in the take that it was read from, bit by bit.
+void checkSurePreset(const Take& take, const char* record, std::size_t preset) {
+  check(take.beginningIsSure, "nothing is sure without a beginning");
+  for (std::size_t i = 0; i < presetSize; ++i) {
+    const std::size_t byte = presetSize * preset + i;
+    check(std::all_of(&take.bits[8 * byte], &take.bits[8 * byte] + 8, isSureBit),
+          "a sure preset has all its bits, with margins");
+    checkEqual(record[i], byteOf(take, byte), "a byte is made of its bits");
+  }
+}
+
+void checkPreset(const PresetReading& read, const char* record) {
+  check((read.verdict == Verdict::Sure) == (read.reason == Reason::None), "a reason for doubt");
+  checkFinite("what is known of a preset is a number", read.span.start, read.span.end, read.margin,
+              read.worstTime);
+  for (std::size_t i = 0; i < presetSize; ++i) {
+    check(read.verdict != Verdict::Missing || record[i] == 0, "missing is zero");
+    check(read.verdict != Verdict::Sure || read.doubtfulBits[i] == 0, "sure is without doubt");
+  }
+}
+
+/// What holds of any reading of takes of `bank`, which is empty where it is not known.
+void checkReading(const BankReading& reading, std::span<const Take> takes,
+                  const std::string& bank) {
   checkEqual(reading.count(Verdict::Sure) + reading.count(Verdict::Doubtful) +
                  reading.count(Verdict::Missing),
              presetCount, "presets of all verdicts");
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
     const PresetReading& read = reading.presets[preset];
-    check((read.verdict == Verdict::Sure) == (read.reason == Reason::None), "a reason for doubt");
-    for (std::size_t i = 0; i < presetSize; ++i) {
-      const std::size_t byte = presetSize * preset + i;
-      check(read.verdict != Verdict::Missing || reading.bank[byte] == 0, "missing is zero");
-      check(read.verdict != Verdict::Sure || read.doubtfulBits[i] == 0, "sure is without doubt");
-      if (read.verdict == Verdict::Sure && takes.size() == 1) {
-        for (std::size_t bit = 8 * byte; bit < 8 * byte + 8; ++bit) {
-          check(takes[0].bits[bit].value >= 0, "a sure preset has all its bits");
-        }
-        checkEqual(reading.bank[byte], byteOf(takes[0], byte), "a byte is made of its bits");
-      }
+    const char* const record = reading.bank.data() + presetSize * preset;
+    checkPreset(read, record);
+    if (read.verdict == Verdict::Missing) {
+      continue;
     }
-    check(read.verdict == Verdict::Missing ||
-              (read.take >= 0 && static_cast<std::size_t>(read.take) < takes.size()),
+    check(read.take >= 0 && static_cast<std::size_t>(read.take) < takes.size(),
           "a preset was read from one of the takes");
+    if (read.verdict == Verdict::Sure) {
+      checkSurePreset(takes[static_cast<std::size_t>(read.take)], record, preset);
+      check(bank.empty() || bank.compare(presetSize * preset, presetSize, record, presetSize) == 0,
+            "a sure preset is right");
+    }
   }
 }
 
@@ -280,7 +330,7 @@ void checkRecording(const Recording& recording, std::size_t framesAtATime,
         "the best take is one of them");
   for (const Take& take : takes) {
     checkTake(take, facts.duration, recording.channels);
-    checkReading(readBank({&take, 1}), {&take, 1});
+    checkReading(readBank({&take, 1}), {&take, 1}, recording.bank);
     allTakes.push_back(take);
   }
   checkSameTakes(search(recording, framesAtATime), takes);
@@ -294,7 +344,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) {
     return 0;
   }
-  const std::size_t recordings = data[0] % 8 == 7 ? 2 : 1;
+  const auto recordings = static_cast<std::size_t>(std::max(1, data[0] % 8 - 4));  // 1 to 3
   const std::size_t framesAtATime = 1 + std::size_t{data[1]} * data[1];
   Reader input(textOf(data + 2, size - 2));
   const std::size_t share = (size - 2) / recordings;
@@ -304,7 +354,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view bytes = i + 1 < recordings ? input.take(share) : input.rest();
     checkRecording(recordingOf(bytes), framesAtATime, takes);
   }
-  checkReading(readBank(takes), takes);
+  checkReading(readBank(takes), takes, "");
   const DifferentDumps different = findDifferentDumps(takes);
   if (different.found()) {
     check(different.first != different.second && different.second >= 0 &&

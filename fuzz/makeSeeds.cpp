@@ -223,7 +223,7 @@ void addRecoveryInputs(const SeedFolder& folder) {
   folder.add("holes-and-infinities",
              oneInBlocks + dump(std::string_view("\x80\x08\0\xFF\x40", 5),
                                 "\x30\x12\x50\x07\x70\x08\x90\x09\xB0\x0A\xD0\x30"));
-  folder.add("two-takes", "\x07\x40" + complete + complete);
+  folder.add("two-takes", "\x06\x40" + complete + complete);
   folder.add("noise", oneInBlocks + std::string("\x04\0\x01\x02\x03\xC0", 6));
   folder.add("floats", oneInBlocks + "\x05\x03\x02" + samplesAsFloats());
   folder.add("half-periods", oneInBlocks + "\x06\x03\x01" + ones(10) + zeros(1) + dataByte(0x5A));

@@ -1,10 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <bit>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +21,7 @@
 #include "recovery/Bank.h"
 #include "recovery/DumpSearch.h"
 #include "report/Report.h"
+#include "report/Words.h"
 #include "signal/DumpRecording.h"
 
 namespace {
@@ -81,7 +85,11 @@ std::string parse(int argc, char** argv, Options& options) {
   } catch (const CLI::CallForVersion&) {
     return std::string(programVersion) + "\n";
   } catch (const CLI::ParseError& error) {
-    throw Failure(Status::WrongUsage, std::string(error.what()) + "; see --help");
+    const std::vector<std::string> unknown = app.remaining();
+    throw Failure(Status::WrongUsage,
+                  unknown.empty() ? std::string(error.what()) + "; see --help"
+                                  : unknown.front() + " is no option; see --help, or write ./" +
+                                        unknown.front() + " for a file of that name");
   }
   return "";
 }
@@ -126,17 +134,38 @@ std::vector<std::string> contentsOf(const Options& options, const report::Result
   return contents;
 }
 
-/// A file that counts twice would make sure what is not.
-void refuseRepetitions(const std::vector<std::string>& recordings) {
+/// A recording that counts twice would make sure what is not.
+[[noreturn]] void failRepeated(const std::string& second, const std::string& first) {
+  throw Failure(Status::WrongUsage, inputName(second) + " is the same recording as " +
+                                        inputName(first) + "; name it once");
+}
+
+void refuseSameFiles(const std::vector<std::string>& recordings) {
   for (auto first = recordings.begin(); first != recordings.end(); ++first) {
     for (auto second = first + 1; second != recordings.end(); ++second) {
       if (*first == *second || isReadFrom(*first, *second) || isReadFrom(*second, *first)) {
-        throw Failure(Status::WrongUsage,
-                      *second + " is the same recording as " + *first + "; name it once");
+        failRepeated(*second, *first);
       }
     }
   }
 }
+
+/// What tells the samples of one recording from those of any other.
+class SampleDigest {
+ public:
+  void add(std::span<const float> samples) {
+    for (const float sample : samples) {
+      value = (value ^ std::bit_cast<std::uint32_t>(sample)) * prime;
+    }
+  }
+
+  bool operator==(const SampleDigest&) const = default;
+
+ private:
+  // FNV-1a, a sample at a time
+  static constexpr std::uint64_t prime = 0x100000001B3;
+  std::uint64_t value = 0xCBF29CE484222325;
+};
 
 /// Tells on the terminal how far the search is, once it has taken longer than a second.
 class Progress {
@@ -163,7 +192,7 @@ class Progress {
       line = std::to_string(std::min<std::int64_t>(100, 100 * framesRead / format.frames)) +
              " % searched";
     }
-    line = name.substr(0, lineWidth - 30) + ": " + line;
+    line = report::shown(report::shown(name).substr(0, lineWidth - 30)) + ": " + line;
     std::fprintf(stderr, "\r%-*s", lineWidth, line.c_str());
   }
 
@@ -175,8 +204,9 @@ class Progress {
       std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
-/// Searches the whole of a recording for dumps.
-report::Recording search(AudioFile& file, const std::string& path, Progress& progress) {
+/// Searches the whole of a recording for dumps. Adds all its samples to `digest`.
+report::Recording search(AudioFile& file, const std::string& path, SampleDigest& digest,
+                         Progress& progress) {
   constexpr std::size_t blockSize = 65536;  // samples
   const AudioFormat& format = file.format();
   const auto channels = static_cast<std::size_t>(format.channels);
@@ -184,11 +214,20 @@ report::Recording search(AudioFile& file, const std::string& path, Progress& pro
   std::vector<float> block(framesABlock * channels);
 
   recovery::DumpSearch dumps(format.sampleRate, format.channels);
+  if (dumps.facts().channels == 0) {
+    failReading(path,
+                "a sample rate of " + std::to_string(format.sampleRate) + " Hz is out of range",
+                "export it at 44,100 Hz");
+  }
   std::int64_t framesRead = 0;
   while (const std::size_t frames = file.read(block.data(), framesABlock)) {
     dumps.add(block.data(), frames);
+    digest.add({block.data(), frames * channels});
     framesRead += static_cast<std::int64_t>(frames);
     progress.tell(path, format, framesRead);
+  }
+  if (framesRead == 0) {
+    failReading(path, "there is no sound in it", "export it as WAV or FLAC");
   }
 
   report::Recording recording;
@@ -240,11 +279,18 @@ report::Results readRecordings(const Options& options) {
 
   report::Results results;
   results.program = programVersion;
+  std::vector<SampleDigest> digests(files.size());
   {
     Progress progress(!options.quiet);
     for (std::size_t i = 0; i < files.size(); ++i) {
-      results.recordings.push_back(search(*files[i], options.recordings[i], progress));
+      results.recordings.push_back(search(*files[i], options.recordings[i], digests[i], progress));
       results.recordings.back().chosenTake = choose(results.recordings.back(), options.dump);
+    }
+  }
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const auto same = std::find(digests.begin(), digests.end(), digests[i]) - digests.begin();
+    if (static_cast<std::size_t>(same) < i) {
+      failRepeated(options.recordings[i], options.recordings[static_cast<std::size_t>(same)]);
     }
   }
   results.bank = readTogether(results.recordings);
@@ -266,13 +312,13 @@ void print(const std::string& text) {
 std::string joined(const std::vector<std::string>& names) {
   std::string list;
   for (const std::string& name : names) {
-    list += (list.empty() ? "" : ", ") + name;
+    list += (list.empty() ? "" : ", ") + inputName(name);
   }
   return list;
 }
 
 Status run(const Options& options) {
-  refuseRepetitions(options.recordings);
+  refuseSameFiles(options.recordings);
   const OutputFiles outputs = checkedOutputs(options);
   const report::Results results = readRecordings(options);
   const bool hasDump =
@@ -293,11 +339,9 @@ Status run(const Options& options) {
                                                                     : Status::SomeNotSure;
 }
 
-int fail(Status status, std::string message) {
+int fail(Status status, const std::string& message) {
   // Names may hold anything, and the message is one line.
-  std::ranges::replace_if(
-      message, [](char letter) { return static_cast<unsigned char>(letter) < ' '; }, ' ');
-  std::fprintf(stderr, "%s: %s\n", programName, message.c_str());
+  std::fprintf(stderr, "%s: %s\n", programName, report::shown(message).c_str());
   return static_cast<int>(status);
 }
 

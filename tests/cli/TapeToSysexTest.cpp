@@ -163,10 +163,15 @@ class Refusals : public TapeToSysexTest, public ::testing::WithParamInterface<Re
     give("silence.wav", silence());
     give("notes.txt", "no recording");
     give("empty.wav", "");
+    give("soundless.wav", wavFile({}, ""));
+    give("slow.wav", wavFile({.sampleRate = 3999}, std::string(1000, '\0')));
+    give("fast.wav", wavFile({.sampleRate = 1'000'001}, std::string(1000, '\0')));
+    give("copy.wav", recording());
     give("old.syx", "old");
     giveFolder("folder.syx");
     giveLink("link.wav", "dump.wav");
     giveLink("nowhere.syx", "missing.syx");
+    giveLink("link.syx", "old.syx");
     giveLink("device.syx", "/dev/full");
     std::filesystem::create_hard_link(folder / "dump.wav", folder / "same.wav");
   }
@@ -180,7 +185,8 @@ TEST_P(Refusals, AreALineAndChangeNoFile) {
 const std::vector<Refusal> wrongUsage{
     {"", 2, "RECORDING"},
     {"--wrong dump.wav", 2, "--wrong"},
-    {"dump.wav -x.wav", 2, "-x.wav"},
+    {"dump.wav -x.wav", 2, "./-x.wav"},
+    {"-x.wav", 2, "./-x.wav"},
     {"dump.wav -o", 2, "-o"},
     {"dump.wav --dump 0", 2, "--dump"},
     {"dump.wav --dump 1x", 2, "--dump"},
@@ -191,6 +197,8 @@ const std::vector<Refusal> wrongUsage{
     {"dump.wav -o a.wav --report a.wav", 2, "a.wav"},
     {"dump.wav dump.wav", 2, "dump.wav"},
     {"dump.wav same.wav", 2, "same.wav"},
+    {"dump.wav copy.wav", 2, "copy.wav is the same recording as dump.wav"},
+    {"- -", 2, "standard input"},
     {"dump.wav other.wav -o x.syx", 2, "dump.wav and other.wav"},
 };
 INSTANTIATE_TEST_SUITE_P(Usage, Refusals, ValuesIn(wrongUsage));
@@ -199,8 +207,13 @@ const std::vector<Refusal> unreadable{
     {"missing.wav -o x.syx", 4, "missing.wav"},
     {"dump.wav missing.wav", 4, "missing.wav"},
     {"notes.txt", 4, "notes.txt"},
+    {{"new\nline.wav"}, 4, "new\xEF\xBF\xBDline.wav"},
     {"empty.wav", 4, "empty.wav"},
-    {"out", 4, "out"},
+    {"soundless.wav", 4, "soundless.wav"},
+    {"slow.wav", 4, "slow.wav: a sample rate of 3999 Hz"},
+    {"fast.wav", 4, "fast.wav: a sample rate of 1000001 Hz"},
+    {"out", 4, "out: it is a folder"},
+    {"/dev/zero", 4, "/dev/zero: it is a device"},
     {"-", 4, "standard input"},
 };
 INSTANTIATE_TEST_SUITE_P(Inputs, Refusals, ValuesIn(unreadable));
@@ -210,6 +223,7 @@ const std::vector<Refusal> unwritable{
     {"dump.wav -o x.wav -o old.syx", 4, "old.syx"},
     {"dump.wav -o nowhere.syx", 4, "nowhere.syx"},
     {"dump.wav -o missing/x.syx", 4, "missing/x.syx"},
+    {"dump.wav --force -o link.syx", 4, "link.syx"},
     {"dump.wav --force -o folder.syx", 4, "folder.syx"},
     {"dump.wav --force -o device.syx", 4, "device.syx"},
     {"dump.wav --force -o dump.wav", 4, "dump.wav"},
@@ -219,6 +233,26 @@ const std::vector<Refusal> unwritable{
     {"dump.wav --force --report dump.wav", 4, "dump.wav"},
 };
 INSTANTIATE_TEST_SUITE_P(Outputs, Refusals, ValuesIn(unwritable));
+
+TEST_F(TapeToSysexTest, NamesTheFolderThatAPipeCannotBeCopiedTo) {
+  EXPECT_THAT(runInShell("cat dump.wav | TMPDIR=missing \"$0\" -").errors, lineAbout("missing"));
+}
+
+TEST_F(TapeToSysexTest, ReadsWhatFfmpegDecodes) {
+  // Programs that answer as those of ffmpeg do for a recording that libsndfile does not know
+  give("bin/ffprobe", "#!/bin/sh\nprintf 'sample_rate=44100\\nchannels=1\\n'\n");
+  give("tape.m4a", "no kind that libsndfile knows");
+  allow("bin/ffprobe", 0755);
+  const std::string command = "PATH=bin \"$0\" --quiet tape.m4a";
+  EXPECT_THAT(runInShell(command).errors, lineAbout("tape.m4a"));  // without ffmpeg itself
+  give("bin/ffmpeg", "#!/bin/sh\nexit 1\n");
+  allow("bin/ffmpeg", 0755);
+  EXPECT_THAT(runInShell(command).errors, lineAbout("tape.m4a: there is no sound in it"));
+  give("bin/ffmpeg", "#!/bin/sh\n/bin/cat samples\n");
+  std::vector<float> samples = samplesOf(bank);
+  give("samples", {reinterpret_cast<const char*>(samples.data()), 4 * samples.size()});
+  EXPECT_EQ(runInShell(command).errors, "");
+}
 
 TEST_F(TapeToSysexTest, WritesNothingWithoutADump) {
   give("silence.wav", silence());

@@ -17,12 +17,6 @@ struct CloseSndfile {
 
 using Sndfile = std::unique_ptr<SNDFILE, CloseSndfile>;
 
-[[noreturn]] void failReading(const std::string& path, const std::string& reason,
-                              const std::string& remedy) {
-  const std::string name = path == "-" ? "standard input" : path;
-  throw Failure(Status::FileFault, "can't read " + name + ": " + reason + "; " + remedy);
-}
-
 /// The library's words for a container or a codec, without its remarks in brackets.
 std::string nameOf(int format) {
   SF_FORMAT_INFO info{};
@@ -107,15 +101,31 @@ Sndfile openSndfile(const platform::Descriptor& input, SF_INFO& info) {
 platform::InputFile openInput(const std::string& path) {
   try {
     return platform::openInput(path);
-  } catch (const std::system_error& error) {
-    failReading(path, error.code().message(), "look at its path and its permissions");
+  } catch (const platform::InputFault& fault) {
+    failReading(path, fault.what(), fault.remedy);
   }
+}
+
+/// For what goes wrong around another program that decodes the file at `path`.
+[[noreturn]] void failDecoding(const std::string& path, const std::system_error& error) {
+  if (error.code() == std::errc::no_such_file_or_directory) {
+    failReading(path, "it is none of the kinds that libsndfile knows",
+                "install ffmpeg to read M4A and the like, or convert it to WAV");
+  }
+  failReading(path, "ffmpeg can't be started (" + error.code().message() + ")",
+              "convert it to WAV");
 }
 
 }  // namespace
 
+std::string inputName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+void failReading(const std::string& path, const std::string& reason, const std::string& remedy) {
+  throw Failure(Status::FileFault, "can't read " + inputName(path) + ": " + reason + "; " + remedy);
+}
+
 std::unique_ptr<AudioFile> AudioFile::open(const std::string& path) {
-  platform::InputFile input = openInput(path);
+  const platform::InputFile input = openInput(path);
   SF_INFO info{};
   Sndfile sndfile = openSndfile(input.descriptor, info);
   if (sndfile != nullptr && info.channels > 0) {
@@ -123,15 +133,11 @@ std::unique_ptr<AudioFile> AudioFile::open(const std::string& path) {
   }
   sndfile.reset();
   try {
-    if (auto file = FfmpegFile::open(path, std::move(input))) {
+    if (auto file = FfmpegFile::open(path, input)) {
       return file;
     }
   } catch (const std::system_error& error) {
-    if (error.code() == std::errc::no_such_file_or_directory) {
-      failReading(path, "it is none of the kinds that libsndfile knows",
-                  "install ffmpeg to read M4A and the like, or convert it to WAV");
-    }
-    throw;
+    failDecoding(path, error);
   }
   failReading(path, "neither libsndfile nor ffmpeg finds sound in it", "export it as WAV or FLAC");
 }

@@ -21,6 +21,13 @@ struct AudioFormat {
   std::int64_t frames = 0;  // 0 where that is not known
 };
 
+/// How messages name the recording at `path`, of which "-" is standard input.
+std::string inputName(const std::string& path);
+
+/// Throws the Failure of a recording at `path` that can't be read: why, and what to do about it.
+[[noreturn]] void failReading(const std::string& path, const std::string& reason,
+                              const std::string& remedy);
+
 /// A recording that is read once from its beginning to its end.
 class AudioFile {
  public:

@@ -56,7 +56,8 @@ bool isLossyCodec(const std::string& codec) {
 
 }  // namespace
 
-std::unique_ptr<FfmpegFile> FfmpegFile::open(const std::string& path, platform::InputFile input) {
+std::unique_ptr<FfmpegFile> FfmpegFile::open(const std::string& path,
+                                             const platform::InputFile& input) {
   // The prefix keeps names with a ":" or a leading "-" from being taken for something else.
   const std::string source = "file:" + (input.isCopy ? "/dev/stdin" : path);
   std::map<std::string, std::string> properties = probe(source, input);
@@ -69,21 +70,18 @@ std::unique_ptr<FfmpegFile> FfmpegFile::open(const std::string& path, platform::
   format.container = properties["format_long_name"];
   format.codec = properties["codec_long_name"];
   format.isLossy = isLossyCodec(properties["codec_name"]);
-  return std::make_unique<FfmpegFile>(std::move(format), source, std::move(input));
+  return std::make_unique<FfmpegFile>(std::move(format), source, input);
 }
 
-FfmpegFile::FfmpegFile(AudioFormat format, std::string url, platform::InputFile openFile)
-    : AudioFile(std::move(format)), source(std::move(url)), input(std::move(openFile)) {}
+FfmpegFile::FfmpegFile(AudioFormat properties, const std::string& source,
+                       const platform::InputFile& input)
+    : AudioFile(std::move(properties)),
+      decoder(command("ffmpeg",
+                      {"-i", source, "-map", "0:a:0", "-ar", std::to_string(format().sampleRate),
+                       "-ac", std::to_string(format().channels), "-f", "f32le", "pipe:1"}),
+              input.descriptor) {}
 
 std::size_t FfmpegFile::read(float* samples, std::size_t frames) {
-  const auto channels = static_cast<std::size_t>(format().channels);
-  if (decoder == nullptr) {
-    decoder = std::make_unique<platform::ChildProcess>(
-        command("ffmpeg",
-                {"-i", source, "-map", "0:a:0", "-ar", std::to_string(format().sampleRate), "-ac",
-                 std::to_string(channels), "-f", "f32le", "pipe:1"}),
-        input.descriptor);
-  }
-  const std::size_t frameSize = channels * sizeof(float);
-  return decoder->read(reinterpret_cast<char*>(samples), frames * frameSize) / frameSize;
+  const std::size_t frameSize = static_cast<std::size_t>(format().channels) * sizeof(float);
+  return decoder.read(reinterpret_cast<char*>(samples), frames * frameSize) / frameSize;
 }

@@ -12,14 +12,13 @@ class FfmpegFile : public AudioFile {
   /// Opens the first sound track of the recording at `path`, of which `input` is open. Returns null
   /// where ffmpeg finds none. Throws std::system_error, with
   /// std::errc::no_such_file_or_directory where ffmpeg is not installed.
-  static std::unique_ptr<FfmpegFile> open(const std::string& path, platform::InputFile input);
+  static std::unique_ptr<FfmpegFile> open(const std::string& path,
+                                          const platform::InputFile& input);
 
-  FfmpegFile(AudioFormat format, std::string url, platform::InputFile openFile);
+  FfmpegFile(AudioFormat properties, const std::string& source, const platform::InputFile& input);
 
   std::size_t read(float* samples, std::size_t frames) override;
 
  private:
-  std::string source;
-  platform::InputFile input;
-  std::unique_ptr<platform::ChildProcess> decoder;  // started by the first read
+  platform::ChildProcess decoder;
 };

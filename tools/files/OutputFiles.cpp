@@ -112,7 +112,7 @@ void OutputFiles::add(const std::string& path, const std::vector<std::string>& i
     if (!replacesOlder) {
       failToExist(path);
     }
-    if (fs::status(pathOf(path), error).type() != fs::file_type::regular) {
+    if (older.type() != fs::file_type::regular) {
       fail(path, "what is there is no file; take another name");
     }
   }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,8 +84,20 @@ struct InputFile {
   bool isCopy = false;  // a temporary file without a name
 };
 
+/// Why a file can't be opened for reading, and what to do about it.
+class InputFault : public std::runtime_error {
+ public:
+  InputFault(const std::string& reason, std::string whatToDo)
+      : std::runtime_error(reason), remedy(std::move(whatToDo)) {}
+
+  const std::string remedy;
+};
+
+/// The most bytes that are copied of what has no beginning to go back to.
+inline constexpr std::int64_t longestCopy = std::int64_t{4} << 30;
+
 /// Opens the file at `path`, or standard input for "-". What has no beginning to go back to, such
-/// as a pipe, is copied to a temporary file first. Throws std::system_error.
+/// as a pipe, is copied to a temporary file first. Throws InputFault; a device is no file.
 InputFile openInput(const std::string& path);
 
 /// How a child process ended.

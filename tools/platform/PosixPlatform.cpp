@@ -54,11 +54,24 @@ std::size_t readFully(int fd, char* bytes, std::size_t size) {
   return count;
 }
 
+std::string words(int error) { return std::generic_category().message(error); }
+
+std::string temporaryFolder() {
+  const char* const folder = std::getenv("TMPDIR");
+  return folder != nullptr && *folder != '\0' ? folder : "/tmp";
+}
+
+/// Ends the copying of an input for what errno says.
+[[noreturn]] void failCopying() {
+  throw InputFault("it can't be copied to " + temporaryFolder() + " (" + words(errno) + ")",
+                   "set TMPDIR to a folder with room for it");
+}
+
 void writeFully(int fd, const char* bytes, std::size_t size) {
   while (size > 0) {
     const ssize_t part = ::write(fd, bytes, size);
     if (part < 0 && errno != EINTR) {
-      failWithErrno();
+      failCopying();
     }
     const std::size_t count = part < 0 ? 0 : static_cast<std::size_t>(part);
     bytes += count;
@@ -68,16 +81,30 @@ void writeFully(int fd, const char* bytes, std::size_t size) {
 
 /// A new temporary file for reading and writing, without a name.
 Descriptor createNamelessFile() {
-  const char* const folder = std::getenv("TMPDIR");
-  std::string path = folder != nullptr && *folder != '\0' ? folder : "/tmp";
-  path += "/kestrel7-XXXXXX";
+  std::string path = temporaryFolder() + "/kestrel7-XXXXXX";
   Descriptor file(::mkstemp(path.data()));
   if (file.get() < 0) {
-    failWithErrno();
+    failCopying();
   }
   ::unlink(path.c_str());
   ::fcntl(file.get(), F_SETFD, FD_CLOEXEC);
   return file;
+}
+
+/// A copy of what can be read from `fd`, ready to be read from its beginning.
+Descriptor copyOf(int fd) {
+  Descriptor copy = createNamelessFile();
+  std::array<char, 65536> block{};
+  std::int64_t size = 0;
+  while (const std::size_t count = readFully(fd, block.data(), block.size())) {
+    size += static_cast<std::int64_t>(count);
+    if (size > longestCopy) {
+      throw InputFault("more than 4 GiB come from it", "save it as a file and name that");
+    }
+    writeFully(copy.get(), block.data(), count);
+  }
+  ::lseek(copy.get(), 0, SEEK_SET);
+  return copy;
 }
 
 /// What `posix_spawn` does with the descriptors of the child.
@@ -173,24 +200,24 @@ InputFile openInput(const std::string& path) {
                                   : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat properties {};
   if (file.get() < 0 || ::fstat(file.get(), &properties) != 0) {
-    failWithErrno();
+    throw InputFault(words(errno), "look at its path and its permissions");
   }
   if (S_ISDIR(properties.st_mode)) {
-    failWith(EISDIR);
+    throw InputFault("it is a folder", "name a file in it");
+  }
+  // Many never end.
+  if (S_ISCHR(properties.st_mode) || S_ISBLK(properties.st_mode)) {
+    throw InputFault("it is a device", "record it to a file and name that");
   }
   // Standard input may have been read in part, and others share its position.
   if (S_ISREG(properties.st_mode) && !isStandardInput) {
     return {std::move(file), false};
   }
-
-  Descriptor copy = createNamelessFile();
-  std::array<char, 65536> block{};
-  std::size_t count = 0;
-  while ((count = readFully(file.get(), block.data(), block.size())) > 0) {
-    writeFully(copy.get(), block.data(), count);
+  try {
+    return {copyOf(file.get()), true};
+  } catch (const std::system_error& error) {
+    throw InputFault(error.code().message(), "look where it comes from");
   }
-  ::lseek(copy.get(), 0, SEEK_SET);
-  return {std::move(copy), true};
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {

@@ -94,6 +94,28 @@ Descriptor createTemporaryFile() {
   return file;
 }
 
+/// A copy of standard input, ready to be read from its beginning.
+Descriptor copyOfStandardInput() {
+  Descriptor copy = createTemporaryFile();
+  if (::_setmode(standardInput, _O_BINARY) < 0) {
+    failWithErrno();
+  }
+  std::array<char, 65536> block{};
+  std::int64_t size = 0;
+  while (const std::size_t count = readFully(standardInput, block.data(), block.size())) {
+    size += static_cast<std::int64_t>(count);
+    if (size > longestCopy) {
+      throw InputFault("more than 4 GiB come from it", "save it as a file and name that");
+    }
+    if (::_write(copy.get(), block.data(), static_cast<unsigned>(count)) !=
+        static_cast<int>(count)) {
+      failWithErrno();
+    }
+  }
+  ::_lseeki64(copy.get(), 0, SEEK_SET);
+  return copy;
+}
+
 /// The path of a program, searched for in PATH unless it has a folder.
 std::wstring findProgram(const std::string& program) {
   const fs::path name = pathOf(program);
@@ -193,28 +215,21 @@ SilentStandardError::~SilentStandardError() { ::_dup2(original.get(), standardEr
 InputFile openInput(const std::string& path) {
   if (path != "-") {
     if (std::error_code notThere; fs::is_directory(pathOf(path), notThere)) {
-      failWith(EISDIR);
+      throw InputFault("it is a folder", "name a file in it");
     }
     Descriptor file(::_wopen(pathOf(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT));
     if (file.get() < 0) {
-      failWithErrno();
+      throw InputFault(std::generic_category().message(errno),
+                       "look at its path and its permissions");
     }
     return {std::move(file), false};
   }
-
-  Descriptor copy = createTemporaryFile();
-  if (::_setmode(standardInput, _O_BINARY) < 0) {
-    failWithErrno();
+  try {
+    return {copyOfStandardInput(), true};
+  } catch (const std::system_error& error) {
+    throw InputFault("it can't be copied to a temporary file (" + error.code().message() + ")",
+                     "set TMP to a folder with room for it");
   }
-  std::array<char, 65536> block{};
-  while (const std::size_t count = readFully(standardInput, block.data(), block.size())) {
-    if (::_write(copy.get(), block.data(), static_cast<unsigned>(count)) !=
-        static_cast<int>(count)) {
-      failWithErrno();
-    }
-  }
-  ::_lseeki64(copy.get(), 0, SEEK_SET);
-  return {std::move(copy), true};
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {
