@@ -100,7 +100,7 @@ const std::vector<Case> cases{
     {"inverted", "inverted-typical", {}},
     {"other waves", "shape-typical", {}},
     {"saturation", "saturation-severe", {}},
-    {"phase", "phase-severe", {}},
+    {"phase", "phase-severe", {"tone-shift"}},
     {"treble loss", "treble loss-severe", {}},
     {"bass loss", "bass loss-typical", {}},
     {"flutter", "flutter-severe", {}},

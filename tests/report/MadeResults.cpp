@@ -27,7 +27,11 @@ recovery::Take madeTake(double start) {
   take.speed = {{take.leader.start, 1.0}, {time, 1.0}};
   take.halfPeriods[48] = 12 * recovery::bitsPerBank / 2;
   take.halfPeriods[168] = 4 * recovery::bitsPerBank / 2;
+  // The mean squares of sines of half of full scale, for as much of the time as each sounds, times
+  // three: 0.125 * 168 / 312 around 525 Hz and 0.125 * 144 / 312 around 1,837 Hz.
   take.spectrum.assign(601, -150.0F);
+  take.spectrum[53] = -6.95F;
+  take.spectrum[184] = -7.62F;
   take.signal.toneLevel = -6.0;
   take.signal.peakLevel = -5.9;
   take.signal.shortHalfPeriod = shortHalfPeriod;

@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "report/Measures.h"
 #include "report/Words.h"
 
 namespace report {
@@ -26,7 +27,7 @@ struct Rule {
   const char* remedy;
 };
 
-constexpr std::array<Rule, 17> rules{{
+constexpr std::array<Rule, 20> rules{{
     {Cause::DropOut, "drop-out", "ms", 0.2, 0.2,
      "Clean the heads, record the tape again, and give both recordings together."},
     {Cause::CutBeginning, "cut-beginning", "bits", 1.0, 1.0,
@@ -50,7 +51,13 @@ constexpr std::array<Rule, 17> rules{{
     {Cause::DcOffset, "dc-offset", "%", 10.0, 25.6, "Remove the DC offset in the audio editor."},
     {Cause::LowLevel, "low-level", "dBFS", -36.0, -84.0,
      "Turn up the player until the peaks reach half of full scale, and record again."},
-    {Cause::Clipping, "clipping", "%", 2.0, 2.0,
+    {Cause::BassLoss, "bass-loss", "dB", -4.0, -4.0,
+     "Turn off tone controls and equalisers, and connect to a line input."},
+    {Cause::TrebleLoss, "treble-loss", "dB", 6.0, 12.0,
+     "Clean the heads, and turn off noise reduction and tone controls."},
+    {Cause::ToneShift, "tone-shift", "%", 1.0, 2.0,
+     "Turn off tone controls and equalisers, or use another player."},
+    {Cause::Clipping, "clipping", "%", 5.0, 5.0,
      "Turn down the level until the peaks reach half of full scale, and record again."},
     {Cause::Unclear, "unclear", "presets", 1.0, 1.0,
      "Record it again, and give both recordings together."},
@@ -58,11 +65,13 @@ constexpr std::array<Rule, 17> rules{{
 }};
 
 constexpr double statedDropOutDepth = 10.0;  // dB, a shallower one is no harm
-constexpr double leastToneLevel = -120.0;    // dBFS, below which the level is not known
+constexpr double leastToneLevel = -120.0;    // dBFS, at which the level is not known
 constexpr double atDropOut = 0.01;           // seconds: a worst bit this near lies at a drop-out
-constexpr double quietest = -99.0;           // dB, of a hiss that is not to be seen
-constexpr int fewestSteps = 8;               // of the sample width, below which a level is low
-constexpr int neededLeader = 10;             // one bits
+constexpr double muchLouder = 10.0;          // dB, of another channel than the one that was read
+constexpr double likeRounding = 6.0;         // dB above the least noise of rounding
+constexpr double halfBorne = 0.5;  // of what the converter bears: may well be why it fails
+constexpr int fewestSteps = 8;     // of the sample width, below which a level is low
+constexpr int neededLeader = 10;   // one bits
 
 const Rule& ruleOf(Cause cause) { return rules[static_cast<std::size_t>(cause)]; }
 
@@ -79,6 +88,7 @@ class Finder {
       : results(allResults),
         recording(allResults.recordings[index]),
         take(*recording.take()),
+        measures(measure(recording, take)),
         presetsLost(countLost(index)) {}
 
   std::vector<Finding> find() {
@@ -88,7 +98,9 @@ class Finder {
     findChannel();
     findSpeed();
     findLevels();
+    findTone();
     findFile();
+    explainFailure();
     std::stable_sort(found.begin(), found.end(), [](const Finding& a, const Finding& b) {
       return std::tuple(a.weight, -a.presets, -a.excess) <
              std::tuple(b.weight, -b.presets, -b.excess);
@@ -101,6 +113,13 @@ class Finder {
 
   int lost(Cause cause) const { return presetsLost[static_cast<std::size_t>(cause)]; }
 
+  /// Whether the noise is that of the file's own steps, and the level is what is wrong.
+  bool isNoiseOfSteps() const {
+    return measures.noiseLevel <
+           roundingNoise(recording.bits, recording.facts.sampleRate, measures.toneLevel) +
+               likeRounding;
+  }
+
   bool isAtDropOut(double time) const {
     return std::any_of(
         take.dropOuts.begin(), take.dropOuts.end(), [time](const recovery::DropOut& dropOut) {
@@ -110,15 +129,17 @@ class Finder {
 
   /// The cause that a preset's reason speaks of in this recording.
   Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
-    const recovery::SignalFacts& signal = take.signal;
     const Cause beginning = dataStart(take) < 0.0 ? Cause::CutBeginning : Cause::NoLeader;
-    const bool isNoisy = hissLevel(take) >= ruleOf(Cause::Noise).stated;
-    const bool hums = signal.humFrequency > 0.0 && signal.humLevel > hissLevel(take) &&
-                      signal.humLevel >= ruleOf(Cause::Hum).stated;
+    const bool isNoisy = measures.noiseLevel >= ruleOf(Cause::Noise).stated;
+    const bool hums = take.signal.humFrequency > 0.0 && measures.humLevel > measures.noiseLevel &&
+                      measures.humLevel >= ruleOf(Cause::Hum).stated;
+    const bool lacksBass = measures.balance <= ruleOf(Cause::BassLoss).stated;
+    const Cause noise = isNoiseOfSteps() ? Cause::LowLevel : Cause::Noise;
     const Cause cover = isAtDropOut(worstTime)  ? Cause::DropOut
                         : !take.beginningIsSure ? beginning
                         : hums                  ? Cause::Hum
-                        : isNoisy               ? Cause::Noise
+                        : isNoisy               ? noise
+                        : lacksBass             ? Cause::BassLoss
                                                 : Cause::Unclear;
     switch (reason) {
       case recovery::Reason::DropOut:
@@ -129,7 +150,8 @@ class Finder {
         return beginning;
       case recovery::Reason::NotRecorded:
         return dataStart(take) < 0.0 && record <= firstRecord() ? Cause::CutBeginning
-                                                                : Cause::CutEnd;
+               : isCutOff()                                     ? Cause::CutEnd
+                                                                : Cause::Unclear;
       case recovery::Reason::None:
         return Cause::Unclear;
       case recovery::Reason::Noise:
@@ -203,15 +225,17 @@ class Finder {
     const auto after = static_cast<int>(last - take.bits.rbegin());
     if (before > 0) {
       state(Cause::CutBeginning, before, 1.0,
-            "the first " + counted(before, "bit") + " of the data are not on the recording",
+            "the tones begin at " + clock(first->start) + ", " +
+                (take.beginningIsSure ? "" : "about ") + counted(before, "bit") + " into the data",
             {0.0, first->start});
     }
     const double left = recording.facts.duration - last->end;
-    if (after > 0) {
+    if (after > 0 && isCutOff()) {
       state(Cause::CutEnd, after, 1.0,
-            "the last " + counted(after, "bit") + " of the data are not on the recording",
+            "the tones end at " + clock(last->end) + ", " + counted(after, "bit") +
+                " before the data do",
             {last->end, recording.facts.duration});
-    } else if (left < take.signal.longHalfPeriod) {
+    } else if (after == 0 && left < take.signal.longHalfPeriod) {
       state(Cause::CutEnd, 0.0, 1.0,
             "the recording ends " + decimal(1000.0 * std::max(left, 0.0), 1) +
                 " ms after the last bit",
@@ -220,17 +244,18 @@ class Finder {
   }
 
   void findDropOuts() {
+    const std::vector<recovery::DropOut> dropOuts = dropOutsOf(take);
     const recovery::DropOut* longest = nullptr;
     int count = 0;
     bool isTooDeep = false;
     const auto length = [](const recovery::DropOut& d) { return d.span.end - d.span.start; };
-    for (const recovery::DropOut& dropOut : take.dropOuts) {
+    for (const recovery::DropOut& dropOut : dropOuts) {
       if (dropOut.depth < statedDropOutDepth ||
           1000.0 * length(dropOut) < ruleOf(Cause::DropOut).stated) {
         continue;
       }
       ++count;
-      isTooDeep = isTooDeep || dropOut.depth + hissLevel(take) > ruleOf(Cause::Noise).borne;
+      isTooDeep = isTooDeep || dropOut.depth + measures.noiseLevel > ruleOf(Cause::Noise).borne;
       if (longest == nullptr || length(dropOut) > length(*longest)) {
         longest = &dropOut;
       }
@@ -242,37 +267,48 @@ class Finder {
       return;
     }
     const double milliseconds = 1000.0 * length(*longest);
-    state(Cause::DropOut, milliseconds, isTooDeep ? 1.0 : 0.0,
+    state(Cause::DropOut, milliseconds, isTooDeep ? 1.0 : halfBorne,
           counted(count, "drop-out") + (count == 1 ? ", " : ", the longest ") +
               decimal(milliseconds, 1) + " ms at " + clock(longest->span.start) + ", " +
               decimal(longest->depth, 0) + " dB deep",
           longest->span);
   }
 
-  /// Whether the recording is as loud as the tones just before the data, as a leader would be.
-  bool isToneBefore(double start) const {
-    constexpr double nearest = 0.05;   // seconds before the data
-    constexpr double furthest = 0.12;  // seconds
+  /// Whether the recording is as loud as the tones in the whole of a stretch of time.
+  bool isLoud(double start, double end) const {
     const double step = recording.facts.levelStep;
+    bool isAny = false;
     for (std::size_t i = 0; step > 0.0 && i < recording.facts.levels.size(); ++i) {
       const double time = static_cast<double>(i) * step;
-      if (time >= start - furthest && time + step <= start - nearest &&
-          decibels(recording.facts.levels[i]) > take.signal.toneLevel - 6.0) {
-        return true;
+      if (time < start || time + step > end) {
+        continue;
       }
+      if (decibels(recording.facts.levels[i]) < measures.toneLevel - 6.0) {
+        return false;
+      }
+      isAny = true;
     }
-    return false;
+    return isAny;
+  }
+
+  /// Whether the recording ends, or falls silent, where the last bit read does.
+  bool isCutOff() const {
+    const double end = recordedSpan(take).end;
+    return !isLoud(end + 0.05, end + 0.2);
   }
 
   void findBeginning() {
     const double start = dataStart(take);
-    const bool isShort = take.leaderOnes < neededLeader && !isToneBefore(start) &&
+    // Just after something else the leader may be there without being told from it.
+    const bool isShort = take.leaderOnes < neededLeader && !isLoud(start - 0.12, start - 0.05) &&
                          recording.converter.outcome != ConverterOutcome::ReadsRight;
     if (start >= 0.0 && (isShort || lost(Cause::NoLeader) > 0)) {
       state(Cause::NoLeader, take.leaderOnes, isShort ? 1.0 : 0.0,
-            take.leaderOnes == 0
-                ? "no leader is left before the data"
-                : "only " + counted(take.leaderOnes, "bit") + " of the leader are left",
+            (take.leaderOnes == 0 ? "no leader is left"
+             : take.leaderOnes == 1
+                 ? "only 1 bit of the leader is left"
+                 : "only " + counted(take.leaderOnes, "bit") + " of the leader are left") +
+                " before the data at " + clock(start),
             {take.leader.start, start});
     }
     const ConverterAnswer& answer = recording.converter;
@@ -280,17 +316,35 @@ class Finder {
     if (start >= 0.0 && isOnFirst && answer.outcome == ConverterOutcome::ReadsWrong &&
         answer.dataStart >= 0.0 &&
         start - answer.dataStart > ruleOf(Cause::FalseBeginning).stated) {
+      const bool hasLeader = take.leaderOnes >= neededLeader;
       state(Cause::FalseBeginning, start - answer.dataStart, 1.0,
-            "the converter takes the data to begin at " + clock(answer.dataStart) + ", not at " +
-                clock(start),
-            {answer.dataStart, start}, clock(take.leader.start) + ".");
+            "the converter finds a beginning at " + clock(answer.dataStart) +
+                ", in what is before " +
+                (hasLeader && answer.dataStart < take.leader.start ? "the leader" : "the data") +
+                "; the data begin at " + clock(start),
+            {answer.dataStart, start},
+            hasLeader ? clock(take.leader.start) + "." : "the steady tone ahead of the data.");
     }
   }
 
   void findChannel() {
     if (take.channelIndex > 0 && recording.converter.outcome != ConverterOutcome::ReadsRight) {
       state(Cause::WrongChannel, take.channelIndex + 1, 1.0,
-            "the dump is on " + channelSentence(take) + ", the converter reads the first");
+            "the dump is on " + channelName(take.channelIndex) + ", the converter reads the first");
+    }
+    const auto& peaks = recording.facts.channelPeaks;
+    const auto loudest = std::max_element(peaks.begin(), peaks.end());
+    if (take.channelIndex != 0 || loudest == peaks.end() ||
+        recording.converter.outcome == ConverterOutcome::ReadsRight) {
+      return;
+    }
+    const double difference = decibels(*loudest) - decibels(peaks.front());
+    if (difference >= muchLouder) {
+      const auto number = static_cast<int>(loudest - peaks.begin()) + 1;
+      state(Cause::WrongChannel, number, 0.0,
+            channelName(number - 1) + " is " + decimal(difference, 0) +
+                " dB louder than the first, which the converter reads");
+      found.back().remedy = "If that channel has the tones, save it alone as a mono file.";
     }
   }
 
@@ -318,40 +372,58 @@ class Finder {
 
   void findLevels() {
     const recovery::SignalFacts& signal = take.signal;
-    const double hiss = hissLevel(take);
-    stateFrom(Cause::Noise, hiss, "noise " + againstTone(hiss));
-    if (lost(Cause::Unclear) > 0) {
-      state(Cause::Unclear, lost(Cause::Unclear), 0.0, "the tones are unclear in places");
+    if (!isNoiseOfSteps()) {
+      stateFrom(Cause::Noise, measures.noiseLevel, "noise " + againstTone(measures.noiseLevel));
     }
     if (signal.humFrequency > 0.0) {
       stateFrom(
-          Cause::Hum, signal.humLevel,
-          "hum of " + decimal(signal.humFrequency, 0) + " Hz, " + againstTone(signal.humLevel));
+          Cause::Hum, measures.humLevel,
+          "hum of " + decimal(signal.humFrequency, 0) + " Hz, " + againstTone(measures.humLevel));
     }
-    if (signal.toneLevel < leastToneLevel) {
+    if (measures.toneLevel <= leastToneLevel) {
       return;
     }
-    const double tone = std::pow(10.0, signal.toneLevel / 20.0);
-    const double offset = tone > 0.0 ? 100.0 * std::abs(signal.dcOffset) / tone : 0.0;
+    const double tone = std::pow(10.0, measures.toneLevel / 20.0);
+    const double offset = 100.0 * std::abs(signal.dcOffset) / tone;
     stateFrom(Cause::DcOffset, offset,
               "DC offset of " + decimal(offset, 0) + " % of the tone's peaks");
     findLowLevel(tone);
     stateFrom(Cause::Clipping, 100.0 * signal.clippedShare,
-              "clipped: " + decimal(100.0 * signal.clippedShare, 1) + " % of the samples, at " +
-                  decimal(signal.peakLevel, 1) + " dBFS");
+              "clipped: " + decimal(100.0 * signal.clippedShare, 0) + " % of the samples, at " +
+                  decimal(measures.peakLevel, 1) + " dBFS");
   }
 
   void findLowLevel(double tone) {
-    const double level = take.signal.toneLevel;
+    const double level = measures.toneLevel;
     const std::string text = "low level, the tone's peaks at " + decimal(level, 1) + " dBFS";
     const int bits = recording.bits;
     const double steps = bits > 0 && bits <= 32 ? tone * std::pow(2.0, bits - 1) : fewestSteps;
     if (steps < fewestSteps) {
       state(Cause::LowLevel, level, steps < 2.0 ? 1.0 : 0.5,
-            text + ", " + decimal(steps, 1) + " steps of " + counted(bits, "bit"));
+            text + ", only " + decimal(steps, 1) + " of the steps that " + counted(bits, "bit") +
+                " have");
     } else {
       stateFrom(Cause::LowLevel, level, text);
     }
+  }
+
+  void findTone() {
+    const double balance = measures.balance;
+    const double shifted = 100.0 * measures.shiftedShare;
+    const Rule& bass = ruleOf(Cause::BassLoss);
+    if (balance <= bass.stated || lost(Cause::BassLoss) > 0) {
+      // What the converter does not bear of it is the shift that comes with it.
+      state(Cause::BassLoss, balance, shifted / ruleOf(Cause::ToneShift).borne,
+            "bass is missing: the low tone is " + decimal(-balance, 1) +
+                " dB weaker than the high one");
+      return;
+    }
+    stateFrom(Cause::TrebleLoss, balance,
+              "treble is missing: the high tone is " + decimal(balance, 1) +
+                  " dB weaker than the low one");
+    stateFrom(Cause::ToneShift, shifted,
+              "the tones are shifted against each other: " + decimal(shifted, 1) +
+                  " % of the half-waves are too long for a 1, too short for a 0");
   }
 
   void findFile() {
@@ -360,9 +432,30 @@ class Finder {
     }
   }
 
+  /// What is left to say of lost presets, or of a failing converter, when no cause is known.
+  void explainFailure() {
+    if (lost(Cause::Unclear) > 0) {
+      state(Cause::Unclear, lost(Cause::Unclear), 0.0,
+            isCutOff() ? "the tones are unclear in places"
+                       : "the tones could not be followed after " + clock(recordedSpan(take).end));
+    }
+    const bool isExplained = std::any_of(found.begin(), found.end(), [](const Finding& finding) {
+      return finding.excess >= halfBorne || finding.presets > 0;
+    });
+    if (recording.converter.outcome == ConverterOutcome::ReadsWrong && !isExplained) {
+      const int count = measures.ignoredHalfWaves;
+      state(Cause::Unclear, 0.0, halfBorne,
+            count == 0 ? "why the converter fails is not plain"
+                       : "the converter ignores " + counted(count, "half-wave") +
+                             ", as their lengths are not those of the tones");
+      found.back().remedy = "Give the converter the bank read here, not the recording.";
+    }
+  }
+
   const Results& results;
   const Recording& recording;
   const recovery::Take& take;
+  Measures measures;
   Counts presetsLost;
   std::vector<Finding> found;
 };
@@ -388,49 +481,6 @@ const char* weightWord(Weight weight) {
 std::vector<Finding> findings(const Results& results, std::size_t recording) {
   return results.recordings[recording].take() == nullptr ? std::vector<Finding>()
                                                          : Finder(results, recording).find();
-}
-
-double hissLevel(const recovery::Take& take) {
-  // Between 2,800 and 6,000 Hz little of the tones is left; the quiet places there are noise.
-  constexpr double binWidth = 10.0;  // hertz
-  constexpr double from = 2800.0;
-  constexpr double to = 6000.0;
-  constexpr double bandWidth = 5300.0;  // hertz, of 200 to 5,500
-  std::vector<float> levels;
-  const double top = std::min(to, take.signal.bandwidth);
-  for (std::size_t i = 0; i < take.spectrum.size(); ++i) {
-    const double frequency = binWidth * static_cast<double>(i);
-    if (frequency >= from && frequency < top && std::isfinite(take.spectrum[i])) {
-      levels.push_back(take.spectrum[i]);
-    }
-  }
-  if (levels.empty() || take.signal.toneLevel < leastToneLevel) {
-    return quietest;
-  }
-  const auto quiet = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / 10);
-  std::nth_element(levels.begin(), quiet, levels.end());
-  return std::max(quietest,
-                  *quiet + 10.0 * std::log10(bandWidth / binWidth) - take.signal.toneLevel);
-}
-
-SpeedRange speedsForConverter(const Recording& recording) {
-  const recovery::Take* take = recording.take();
-  SpeedRange range;
-  if (take == nullptr || !(take->signal.shortHalfPeriod > 0.0) ||
-      !(take->signal.longHalfPeriod > 0.0)) {
-    return range;
-  }
-  const recovery::SignalFacts& signal = take->signal;
-  const double shortSamples =
-      signal.shortHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
-  const double longSamples =
-      signal.longHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
-  range.slowest = std::max(shortSamples / longestShort, longSamples / longestLong);
-  range.fastest = std::min(shortSamples / shortestShort, longSamples / shortestLong);
-  if (range.fastest < range.slowest) {
-    range = {};
-  }
-  return range;
 }
 
 }  // namespace report

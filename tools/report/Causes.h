@@ -10,13 +10,6 @@
 
 namespace report {
 
-/// Lengths of half-periods, in samples of the file, that the converter takes for the short ones of
-/// a one bit and the long ones of a zero bit.
-inline constexpr int shortestShort = 5;
-inline constexpr int longestShort = 19;
-inline constexpr int shortestLong = 35;
-inline constexpr int longestLong = 49;
-
 /// What can be wrong with a recording.
 enum class Cause : std::uint8_t {
   DropOut,
@@ -33,6 +26,9 @@ enum class Cause : std::uint8_t {
   Hum,
   DcOffset,
   LowLevel,
+  BassLoss,
+  TrebleLoss,
+  ToneShift,  // the bits are told apart, but the half-waves where the tones meet have odd lengths
   Clipping,
   Unclear,  // something covers the tones in places, and none of the others explains it
   LossyFile
@@ -68,16 +64,5 @@ const char* weightWord(Weight weight);  // "costs-presets", for programs
 /// What is wrong with one recording, the worst first; nothing where no dump was found in it. Each
 /// cause is stated by a rule with a threshold, never guessed.
 std::vector<Finding> findings(const Results& results, std::size_t recording);
-
-/// The noise of a dump between 200 and 5,500 Hz in dB against the tones' peaks, from its spectrum.
-double hissLevel(const recovery::Take& take);
-
-/// The speeds of a tape, 1.0 being the instrument's own, at which the half-periods of a dump stay
-/// within what the converter takes for short and long. Both 0 where the dump tells nothing of it.
-struct SpeedRange {
-  double slowest = 0.0;
-  double fastest = 0.0;
-};
-SpeedRange speedsForConverter(const Recording& recording);
 
 }  // namespace report

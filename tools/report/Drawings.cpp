@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "report/Causes.h"
 #include "report/Markup.h"
+#include "report/Measures.h"
 #include "report/Words.h"
 
 namespace report {
@@ -173,7 +173,7 @@ std::string strip(const Results& results, const recovery::Take& take, const Axis
 
 std::string dropOutMarks(const recovery::Take& take, const Axis& time) {
   std::string result;
-  for (const recovery::DropOut& dropOut : take.dropOuts) {
+  for (const recovery::DropOut& dropOut : dropOutsOf(take)) {
     const double middle = 0.5 * (dropOut.span.start + dropOut.span.end);
     if (time.holds(middle)) {
       result += element("svg", {{"x", percent(time.part(middle))}, {"overflow", "visible"}},

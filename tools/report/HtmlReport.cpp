@@ -8,6 +8,7 @@
 #include "report/Causes.h"
 #include "report/Drawings.h"
 #include "report/Markup.h"
+#include "report/Measures.h"
 #include "report/Report.h"
 #include "report/Words.h"
 
@@ -97,7 +98,7 @@ std::string sentence(std::string text) {
   return text + ".";
 }
 
-std::string facts(const Recording& recording) {
+std::string facts(const Results& results, const Recording& recording) {
   std::string result = entry("File", escaped(formatSentence(recording)));
   const recovery::Take* take = recording.take();
   if (take == nullptr) {
@@ -110,17 +111,21 @@ std::string facts(const Recording& recording) {
                                       std::to_string(recording.takes.size());
   result += entry("Dump", clock(span.start) + " to " + clock(span.end) + count);
   result += entry("Before it", beforeSentence(recording));
-  result += entry("Read from", channelSentence(*take) + (take->isInverted ? ", inverted" : ""));
-  result += entry("Leader", counted(take->leaderOnes, "bit") + ", " +
-                                decimal(take->leader.end - take->leader.start, 2) + " s");
+  result +=
+      entry("Read from", channelName(take->channelIndex) + (take->isInverted ? ", inverted" : ""));
+  result += entry("Leader", take->leaderOnes == 0
+                                ? "none seen"
+                                : counted(take->leaderOnes, "bit") + ", " +
+                                      decimal(take->leader.end - take->leader.start, 2) + " s");
   const recovery::SignalFacts& signal = take->signal;
-  result += entry("Level", "tone " + decimal(signal.toneLevel, 1) + " dBFS, noise at most " +
-                               decimal(hissLevel(*take), 1) + " dB against it");
+  const Measures measures = measure(recording, *take);
+  result += entry("Level", "tone " + decimal(measures.toneLevel, 1) + " dBFS, noise at most " +
+                               decimal(measures.noiseLevel, 1) + " dB against it");
   result +=
       entry("Speed", decimal(100.0 * signal.speedMedian, 1) + " % of the instrument's, &plusmn;" +
                          decimal(100.0 * signal.speedWander, 1) + " %");
   if (recording.converter.outcome != ConverterOutcome::NotTried) {
-    result += entry("Converter", escaped(converterSentence(recording.converter)));
+    result += entry("Converter", escaped(converterSentence(results, recording)));
   }
   return element("dl", result);
 }
@@ -142,7 +147,7 @@ std::string key(const char* classes, const char* word) {
 
 std::string recordingSection(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
-  std::string result = element("h2", escaped(recording.name)) + facts(recording);
+  std::string result = element("h2", escaped(recording.name)) + facts(results, recording);
   if (recording.take() != nullptr) {
     result += element("h3", "What is wrong with it, the worst first") + findingList(results, index);
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "report/Causes.h"
+#include "report/Measures.h"
 #include "report/Report.h"
 #include "report/Words.h"
 
@@ -103,7 +104,8 @@ std::string findingObject(const Finding& finding) {
   return object.addText("text", finding.text).addText("remedy", finding.remedy).text();
 }
 
-std::string converterObject(const ConverterAnswer& answer) {
+std::string converterObject(const Results& results, const Recording& recording) {
+  const ConverterAnswer& answer = recording.converter;
   constexpr std::array<const char*, 4> outcomes{"not-tried", "reads-right", "rejects",
                                                 "reads-wrong"};
   std::string wrong = "[";
@@ -114,21 +116,26 @@ std::string converterObject(const ConverterAnswer& answer) {
   }
   Object object;
   object.addText("outcome", outcomes[static_cast<std::size_t>(answer.outcome)]);
-  object.addText("text", converterSentence(answer)).addText("reason", answer.reason);
+  object.addText("text", converterSentence(results, recording)).addText("reason", answer.reason);
   object.add("wrongPresets", wrong + "]");
   return object.add("dataStart", answer.dataStart < 0.0 ? "null" : number(answer.dataStart, 6))
       .text();
 }
 
-std::string signalObject(const recovery::Take& take) {
+std::string signalObject(const Recording& recording, const recovery::Take& take) {
   const recovery::SignalFacts& signal = take.signal;
+  const Measures measures = measure(recording, take);
   Object object;
-  object.addNumber("toneLevel", signal.toneLevel, 1).addNumber("peakLevel", signal.peakLevel, 1);
-  object.addNumber("noiseLevel", hissLevel(take), 1);
+  object.addNumber("toneLevel", measures.toneLevel, 1);
+  object.addNumber("peakLevel", measures.peakLevel, 1);
+  object.addNumber("noiseLevel", measures.noiseLevel, 1);
   object.addNumber("humFrequency", signal.humFrequency, 0)
-      .addNumber("humLevel", signal.humLevel, 1);
+      .addNumber("humLevel", measures.humLevel, 1);
   object.addNumber("dcOffset", signal.dcOffset, 6)
       .addNumber("clippedShare", signal.clippedShare, 6);
+  object.addNumber("balance", measures.balance, 1)
+      .addNumber("shiftedShare", measures.shiftedShare, 6)
+      .addNumber("ignoredHalfWaves", measures.ignoredHalfWaves, 0);
   object.addNumber("shortHalfPeriod", signal.shortHalfPeriod, 9);
   object.addNumber("longHalfPeriod", signal.longHalfPeriod, 9);
   object.addNumber("speedMedian", signal.speedMedian, 5);
@@ -151,15 +158,15 @@ std::string placeObject(const recovery::DoubtfulPlace& place) {
   return object.add("wave", wave.text()).text();
 }
 
-std::string dumpObject(const recovery::Take& take) {
+std::string dumpObject(const Recording& recording, const recovery::Take& take) {
   Object object;
   object.addSpan(dumpSpan(take));
   object.addNumber("channel", take.channelIndex + 1, 0).addFlag("inverted", take.isInverted);
   object.add("leader", spanObject(take.leader)).addNumber("leaderOnes", take.leaderOnes, 0);
   object.add("marker", spanObject(take.marker));
   object.addFlag("beginningIsSure", take.beginningIsSure).addFlag("endIsClean", take.endIsClean);
-  object.add("signal", signalObject(take));
-  object.add("dropOuts", array(take.dropOuts, [](const recovery::DropOut& dropOut) {
+  object.add("signal", signalObject(recording, take));
+  object.add("dropOuts", array(dropOutsOf(take), [](const recovery::DropOut& dropOut) {
                return Object().addSpan(dropOut.span).addNumber("depth", dropOut.depth, 1).text();
              }));
   object.add("speed", array(take.speed, [](const recovery::SpeedPoint& point) {
@@ -182,11 +189,14 @@ std::string recordingObject(const Results& results, std::size_t index) {
   object.add("channelPeaks", array(facts.channelPeaks, [](float peak) { return number(peak, 6); }));
   object.addNumber("levelStep", facts.levelStep, 6);
   object.add("levels", array(facts.levels, [](float level) { return number(level, 4); }));
-  object.add("converter", converterObject(recording.converter));
+  object.add("converter", converterObject(results, recording));
   object.add("findings", array(findings(results, index), findingObject));
   object.add("chosenDump",
              recording.chosenTake < 0 ? "null" : std::to_string(recording.chosenTake));
-  return object.add("dumps", array(recording.takes, dumpObject)).text();
+  return object
+      .add("dumps", array(recording.takes,
+                          [&](const recovery::Take& take) { return dumpObject(recording, take); }))
+      .text();
 }
 
 }  // namespace
@@ -194,7 +204,7 @@ std::string recordingObject(const Results& results, std::size_t index) {
 std::string jsonReport(const Results& results) {
   Object object;
   object.addNumber("version", formatVersion, 0).addText("program", results.program);
-  object.addText("verdict", verdict(results));
+  object.addText("verdict", verdict(results)).addText("advice", advice(results));
   object.addNumber("sure", results.bank.count(recovery::Verdict::Sure), 0);
   object.addNumber("doubtful", results.bank.count(recovery::Verdict::Doubtful), 0);
   object.addNumber("missing", results.bank.count(recovery::Verdict::Missing), 0);

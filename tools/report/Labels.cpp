@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "report/Measures.h"
 #include "report/Report.h"
 #include "report/Words.h"
 
@@ -27,7 +28,7 @@ std::vector<Label> labelsOf(const recovery::BankReading& bank, const recovery::T
     const recovery::PresetReading& preset = bank.presets[static_cast<std::size_t>(record)];
     add(presetSpan(take, record), presetName(record) + " " + verdictWord(preset.verdict));
   }
-  for (const recovery::DropOut& dropOut : take.dropOuts) {
+  for (const recovery::DropOut& dropOut : dropOutsOf(take)) {
     add(dropOut.span, "drop-out, " + decimal(dropOut.depth, 0) + " dB");
   }
   std::stable_sort(result.begin(), result.end(),

@@ -45,16 +45,18 @@ std::string dumpLine(const Recording& recording) {
                                        std::to_string(recording.takes.size());
   const recovery::Span span = dumpSpan(*take);
   return number + " from " + clock(span.start) + " to " + clock(span.end) + " on " +
-         channelSentence(*take) + (take->isInverted ? ", inverted" : "") + "; leader " +
-         counted(take->leaderOnes, "bit") + "; " + beforeSentence(recording);
+         channelName(take->channelIndex) + (take->isInverted ? ", inverted" : "") + "; " +
+         leaderSentence(*take) + "; " + beforeSentence(recording);
 }
 
-std::string recordingLines(const Recording& recording, std::size_t number) {
+std::string recordingLines(const Results& results, std::size_t index) {
+  const Recording& recording = results.recordings[index];
   std::string lines = wrapped(
-      std::to_string(number) + ". " + shown(recording.name) + ": " + formatSentence(recording), 3);
+      std::to_string(index + 1) + ". " + shown(recording.name) + ": " + formatSentence(recording),
+      3);
   lines += wrapped("   " + dumpLine(recording), 3);
   if (recording.converter.outcome != ConverterOutcome::NotTried) {
-    lines += wrapped("   the converter " + converterSentence(recording.converter), 3);
+    lines += wrapped("   the converter " + converterSentence(results, recording), 3);
   }
   return lines;
 }
@@ -179,7 +181,7 @@ std::string textReport(const Results& results) {
   const std::string whatToDo = advice(results);
   lines += (whatToDo.empty() ? "" : "\n" + whatToDo) + "\n\n";
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
-    lines += recordingLines(results.recordings[i], i + 1);
+    lines += recordingLines(results, i);
   }
   return lines + "\n" + findingLines(results) + grid(results.bank) + doubtfulLines(results);
 }

@@ -186,15 +186,19 @@ const char* reasonSentence(recovery::Reason reason) {
   return "";
 }
 
-std::string channelSentence(const recovery::Take& take) {
-  switch (take.channelIndex) {
+std::string channelName(int index) {
+  switch (index) {
     case 0:
       return "the first channel";
     case 1:
       return "the second channel";
     default:
-      return "channel " + std::to_string(take.channelIndex + 1);
+      return "channel " + std::to_string(index + 1);
   }
+}
+
+std::string leaderSentence(const recovery::Take& take) {
+  return take.leaderOnes == 0 ? "no leader seen" : "leader " + counted(take.leaderOnes, "bit");
 }
 
 std::string formatSentence(const Recording& recording) {
@@ -208,9 +212,15 @@ std::string formatSentence(const Recording& recording) {
          channelCount(recording.facts.channels) + ", " + clock(recording.facts.duration);
 }
 
-std::string converterSentence(const ConverterAnswer& answer) {
+std::string converterSentence(const Results& results, const Recording& recording) {
+  const ConverterAnswer& answer = recording.converter;
   if (answer.outcome == ConverterOutcome::ReadsRight) {
-    return "reads the same from this file";
+    const bool isMissing = results.bank.count(recovery::Verdict::Missing) > 0;
+    const bool isDoubtful = results.bank.count(recovery::Verdict::Doubtful) > 0;
+    return std::string("reads the same from this file") +
+           (isMissing    ? ", with zeros for what is missing"
+            : isDoubtful ? ", but does not say what is doubtful"
+                         : "");
   }
   if (answer.outcome == ConverterOutcome::Rejects) {
     return "rejects this file: " + shown(answer.reason);
@@ -220,17 +230,22 @@ std::string converterSentence(const ConverterAnswer& answer) {
   }
   std::string names;
   int count = 0;
+  bool isKnown = true;
   for (int record = 0; record < presetCount; ++record) {
-    if (answer.isWrong[static_cast<std::size_t>(record)]) {
+    const auto index = static_cast<std::size_t>(record);
+    if (answer.isWrong[index]) {
+      isKnown = isKnown && results.bank.presets[index].verdict == recovery::Verdict::Sure;
       names += count < mostNames ? " " + presetName(record) : count == mostNames ? " .." : "";
       ++count;
     }
   }
   const std::string why = answer.reason.empty() ? "" : "; " + shown(answer.reason);
   if (count == presetCount) {
-    return "gets all presets wrong" + why;
+    return (isKnown ? "gets all presets wrong" : "reads all presets otherwise") + why;
   }
-  return "gets " + counted(count, "preset") + " wrong:" + names + why;
+  return (isKnown ? "gets " + counted(count, "preset") + " wrong:"
+                  : "reads " + counted(count, "preset") + " otherwise:") +
+         names + why;
 }
 
 double decibels(double magnitude) {

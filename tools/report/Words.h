@@ -36,14 +36,17 @@ const char* verdictWord(recovery::Verdict verdict);   // "sure"
 const char* reasonWord(recovery::Reason reason);      // "drop-out", for programs
 const char* reasonSentence(recovery::Reason reason);  // "the tones are too weak or gone"
 
-/// Where the dump lies in the frames, such as "the second channel".
-std::string channelSentence(const recovery::Take& take);
+/// A channel of the frames, such as "the second channel" for 1.
+std::string channelName(int index);
+
+/// How much of the leader was read, such as "leader 300 bits".
+std::string leaderSentence(const recovery::Take& take);
 
 /// "WAV, 16-bit PCM, 44,100 Hz, stereo, 0:34.120".
 std::string formatSentence(const Recording& recording);
 
 /// What the converter does with the file, such as "gets 3 presets wrong: 1-4, 1-5, 2-1".
-std::string converterSentence(const ConverterAnswer& answer);
+std::string converterSentence(const Results& results, const Recording& recording);
 
 /// What lies before the leader, such as "12.4 s before it, with peaks at -20.3 dBFS".
 std::string beforeSentence(const Recording& recording);

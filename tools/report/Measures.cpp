@@ -1,0 +1,178 @@
+#include "report/Measures.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "report/Words.h"
+
+namespace report {
+
+namespace {
+
+constexpr double nominalRate = 44100.0;  // samples a second
+constexpr double binWidth = 10.0;        // hertz, of the spectrum
+constexpr double bandWidth = 5300.0;     // hertz, of 200 to 5,500
+constexpr double silence = -120.0;       // dBFS, below which a level is not known
+constexpr double quietest = -99.0;       // dB, of a noise that is not to be seen
+
+double ratioOf(double level) { return std::pow(10.0, level / 10.0); }
+
+double levelOf(double ratio) { return ratio > 0.0 ? 10.0 * std::log10(ratio) : -300.0; }
+
+/// The mean square of all between two frequencies. The window spreads each over 1.5 bins.
+double power(const std::vector<float>& spectrum, double from, double to) {
+  double sum = 0.0;
+  for (std::size_t i = 0; i < spectrum.size(); ++i) {
+    const double frequency = binWidth * static_cast<double>(i);
+    if (frequency >= from && frequency < to && std::isfinite(spectrum[i])) {
+      sum += ratioOf(spectrum[i]) / 2.0 / 1.5;
+    }
+  }
+  return sum;
+}
+
+/// The mean square of the noise between 200 and 5,500 Hz.
+double noisePower(const recovery::Take& take) {
+  // Between 2,800 and 6,000 Hz little of the tones is left; the quiet places there are noise,
+  // unless the tones' harmonics are so loud that what they leave beside them explains it.
+  constexpr double from = 2800.0;
+  constexpr double to = 6000.0;
+  constexpr double quietTenth = 1.85;       // dB, of noise below its mean, in a mean of 12 windows
+  constexpr double besideHarmonics = 25.0;  // dB below them
+  std::vector<float> levels;
+  const double top = std::min(to, take.signal.bandwidth);
+  for (std::size_t i = 0; i < take.spectrum.size(); ++i) {
+    const double frequency = binWidth * static_cast<double>(i);
+    if (frequency >= from && frequency < top && std::isfinite(take.spectrum[i])) {
+      levels.push_back(take.spectrum[i]);
+    }
+  }
+  if (levels.empty()) {
+    return 0.0;
+  }
+  std::sort(levels.begin(), levels.end());
+  const double quiet = levels[levels.size() / 10] + quietTenth;
+  const double loud = levels[levels.size() * 19 / 20] - besideHarmonics;
+  const double bin = std::max(0.0, ratioOf(quiet) - ratioOf(loud)) / 2.0 / 1.5;
+  return bin * bandWidth / binWidth;
+}
+
+/// Decibels of the low tone against the high one, from what each has in the spectrum and how long
+/// it lasts.
+double balanceOf(const recovery::Take& take) {
+  const recovery::SignalFacts& signal = take.signal;
+  double zeros = 0.0;
+  double ones = 0.0;
+  for (const recovery::BitReading& bit : take.bits) {
+    if (bit.value >= 0) {
+      (bit.value == 0 ? zeros : ones) += bit.end - bit.start;
+    }
+  }
+  if (!(zeros > 0.0) || !(ones > 0.0) || !(signal.longHalfPeriod > 0.0) ||
+      !(signal.shortHalfPeriod > 0.0)) {
+    return 0.0;
+  }
+  const double low = 0.5 / signal.longHalfPeriod;
+  const double high = 0.5 / signal.shortHalfPeriod;
+  const double lowPower = power(take.spectrum, 0.55 * low, 1.8 * low) / zeros;
+  const double highPower = power(take.spectrum, 0.72 * high, 1.3 * high) / ones;
+  return lowPower > 0.0 && highPower > 0.0 ? levelOf(lowPower / highPower) : 0.0;
+}
+
+void measureHalfWaves(const Recording& recording, const recovery::Take& take, Measures& measures) {
+  constexpr double binsPerSample = 4.0;
+  constexpr double strays = 0.1;  // of the shifted ones: with more of other lengths, it is no shift
+  const double scale = nominalRate / recording.facts.sampleRate;
+  const double shortLength = take.signal.shortHalfPeriod * nominalRate;
+  const double longLength = take.signal.longHalfPeriod * nominalRate;
+  int all = 0;
+  int shifted = 0;
+  int other = 0;
+  for (std::size_t i = 0; i < take.halfPeriods.size(); ++i) {
+    const int count = take.halfPeriods[i];
+    const double length = static_cast<double>(i) / binsPerSample;
+    all += count;
+    if (length >= 1.6 * shortLength && length < 0.8 * longLength) {
+      shifted += count;
+    } else if (length < 0.4 * shortLength || length >= 1.2 * longLength) {
+      other += count;
+    }
+    const bool isShort = length >= shortestShort * scale && length < (longestShort + 1) * scale;
+    const bool isLong = length >= shortestLong * scale && length < (longestLong + 1) * scale;
+    measures.ignoredHalfWaves += isShort || isLong ? 0 : count;
+  }
+  if (all > 0 && other <= strays * shifted) {
+    measures.shiftedShare = static_cast<double>(shifted) / all;
+  }
+}
+
+}  // namespace
+
+Measures measure(const Recording& recording, const recovery::Take& take) {
+  constexpr double lowest = 350.0;  // hertz, above the loud harmonics of hum
+  constexpr double highest = 6000.0;
+  const recovery::SignalFacts& signal = take.signal;
+  Measures measures;
+  const double noise = noisePower(take);
+  const double all = power(take.spectrum, lowest, highest);
+  const double tone = std::max(all - noise, 0.1 * all);
+  measures.toneLevel = std::max(silence, levelOf(2.0 * tone));
+  const auto channel = static_cast<std::size_t>(take.channelIndex);
+  const auto& peaks = recording.facts.channelPeaks;
+  const double channelPeak = channel < peaks.size() ? decibels(peaks[channel]) : 0.0;
+  measures.peakLevel = std::min(signal.peakLevel, channelPeak);
+  if (measures.toneLevel > silence) {
+    measures.noiseLevel = std::max(quietest, levelOf(noise) - measures.toneLevel);
+    measures.humLevel =
+        signal.humFrequency > 0.0 ? signal.humLevel + signal.toneLevel - measures.toneLevel : 0.0;
+  }
+  measures.balance = balanceOf(take);
+  measureHalfWaves(recording, take, measures);
+  return measures;
+}
+
+double roundingNoise(int bits, double sampleRate, double toneLevel) {
+  if (bits <= 0 || bits > 32 || !(sampleRate > 0.0)) {
+    return quietest;
+  }
+  const double step = std::pow(2.0, 1 - bits);
+  const double part = std::min(1.0, bandWidth / (sampleRate / 2.0));
+  return levelOf(step * step / 12.0 * part) - toneLevel;
+}
+
+std::vector<recovery::DropOut> dropOutsOf(const recovery::Take& take) {
+  constexpr double nearest = 0.03;  // seconds from the end of one to the start of another
+  std::vector<recovery::DropOut> result;
+  for (const recovery::DropOut& dropOut : take.dropOuts) {
+    if (!result.empty() && dropOut.span.start - result.back().span.end < nearest) {
+      result.back().span.end = dropOut.span.end;
+      result.back().depth = std::max(result.back().depth, dropOut.depth);
+    } else {
+      result.push_back(dropOut);
+    }
+  }
+  return result;
+}
+
+SpeedRange speedsForConverter(const Recording& recording) {
+  const recovery::Take* take = recording.take();
+  SpeedRange range;
+  if (take == nullptr || !(take->signal.shortHalfPeriod > 0.0) ||
+      !(take->signal.longHalfPeriod > 0.0)) {
+    return range;
+  }
+  const recovery::SignalFacts& signal = take->signal;
+  const double shortSamples =
+      signal.shortHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
+  const double longSamples =
+      signal.longHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
+  range.slowest = std::max(shortSamples / longestShort, longSamples / longestLong);
+  range.fastest = std::min(shortSamples / shortestShort, longSamples / shortestLong);
+  if (range.fastest < range.slowest) {
+    range = {};
+  }
+  return range;
+}
+
+}  // namespace report
