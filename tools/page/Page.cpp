@@ -203,8 +203,8 @@ EXPORT(doubtfulKeys) int doubtfulKeys(int record, Revision revision) {
 
 /// Why a preset is not sure; empty where it is.
 EXPORT(reason) int reason(int record) {
-  return answer(report::reasonSentence(
-      session.results.bank.presets[static_cast<std::size_t>(record)].reason));
+  return answer(
+      report::reasonSentence(session.results.bank.presets[static_cast<std::size_t>(record)]));
 }
 
 /// The transfer file of a preset, as the converter writes it.

@@ -318,10 +318,10 @@ class Finder {
         start - answer.dataStart > ruleOf(Cause::FalseBeginning).stated) {
       const bool hasLeader = take.leaderOnes >= neededLeader;
       state(Cause::FalseBeginning, start - answer.dataStart, 1.0,
-            "the converter finds a beginning at " + clock(answer.dataStart) +
-                ", in what is before " +
-                (hasLeader && answer.dataStart < take.leader.start ? "the leader" : "the data") +
-                "; the data begin at " + clock(start),
+            std::string("something before the ") +
+                (hasLeader && answer.dataStart < take.leader.start ? "leader" : "data") +
+                " passes for the beginning: the converter starts at " + clock(answer.dataStart) +
+                ", the data at " + clock(start),
             {answer.dataStart, start},
             hasLeader ? clock(take.leader.start) + "." : "the steady tone ahead of the data.");
     }

@@ -207,7 +207,7 @@ std::string presetRow(const Results& results, int record) {
   if (results.recordings.size() > 1) {
     cells += element("td", isInDoubt ? escaped(results.recordings[recording].name) : "");
   }
-  return element("tr", cells + element("td", reasonSentence(preset.reason)));
+  return element("tr", cells + element("td", reasonSentence(preset)));
 }
 
 std::string doubtfulSection(const Results& results) {

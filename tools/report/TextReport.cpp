@@ -115,8 +115,7 @@ std::string doubtfulLines(const Results& results) {
     const std::string number =
         results.recordings.size() > 1 ? std::to_string(index + 1) + ". " : std::string();
     lines += "  " + presetName(record) + "  " + number + clock(preset.worstTime) + "  sample " +
-             grouped(sampleAt(recording, preset.worstTime)) + "  " + reasonSentence(preset.reason) +
-             "\n";
+             grouped(sampleAt(recording, preset.worstTime)) + "  " + reasonSentence(preset) + "\n";
   }
   if (lines.empty()) {
     return lines;

@@ -166,8 +166,8 @@ const char* reasonWord(recovery::Reason reason) {
   return "none";
 }
 
-const char* reasonSentence(recovery::Reason reason) {
-  switch (reason) {
+const char* reasonSentence(const recovery::PresetReading& preset) {
+  switch (preset.reason) {
     case recovery::Reason::None:
       break;
     case recovery::Reason::DropOut:
@@ -179,7 +179,8 @@ const char* reasonSentence(recovery::Reason reason) {
     case recovery::Reason::Beginning:
       return "where the data begin is not sure";
     case recovery::Reason::NotRecorded:
-      return "it is not on the recording";
+      return preset.verdict == recovery::Verdict::Missing ? "it is not on the recording"
+                                                          : "a part of it is not on the recording";
     case recovery::Reason::TakesDisagree:
       return "the recordings contradict each other";
   }

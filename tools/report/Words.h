@@ -32,9 +32,11 @@ std::string escaped(std::string_view text);
 /// The preset of a record, such as "2-3".
 std::string presetName(int record);
 
-const char* verdictWord(recovery::Verdict verdict);   // "sure"
-const char* reasonWord(recovery::Reason reason);      // "drop-out", for programs
-const char* reasonSentence(recovery::Reason reason);  // "the tones are too weak or gone"
+const char* verdictWord(recovery::Verdict verdict);  // "sure"
+const char* reasonWord(recovery::Reason reason);     // "drop-out", for programs
+
+/// Why a preset is not sure, such as "the tones are too weak or gone".
+const char* reasonSentence(const recovery::PresetReading& preset);
 
 /// A channel of the frames, such as "the second channel" for 1.
 std::string channelName(int index);
