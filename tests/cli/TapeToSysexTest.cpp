@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -54,6 +55,7 @@ auto lineAbout(const std::string& name) {
 
 TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
   give("-tape.wav", recording());
+  give("[a,b].wav", recording());
   give("old.syx", "old");
   giveFolder("Bänke");
   const std::string sysex = sysexFile(bank);
@@ -62,6 +64,7 @@ TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
   expectOutcome("--quiet -o y.sysex -o y.wav dump.wav",
                 {.written = {{"y.sysex", sysex}, {"y.wav", recording()}}});
   expectOutcome("--quiet -o out/x.syx -- -tape.wav", {.written = {{"out/x.syx", sysex}}});
+  expectOutcome("--quiet -o out/y.syx [a,b].wav", {.written = {{"out/y.syx", sysex}}});
   expectOutcome("--quiet --force -o old.syx dump.wav", {.written = {{"old.syx", sysex}}});
   expectOutcome({"--quiet", "dump.wav", "-o", "Bänke/a b.syx"},
                 {.written = {{"Bänke/a b.syx", sysex}}});
@@ -133,6 +136,22 @@ TEST_F(TapeToSysexTest, TakesTheDumpAskedFor) {
   expectOutcome("--quiet --dump 2 two.wav -o 2.syx",
                 {.written = {{"2.syx", sysexFile(otherBank)}}});
   expectOutcome("--dump 3 two.wav -o 3.syx", {.status = 3, .errors = lineAbout("two.wav")});
+}
+
+TEST_F(TapeToSysexTest, TakesTheDumpThatIsWhole) {
+  const std::string part = pcmBytes({recordTape(dumpSignal(bank.substr(0, 244)))}, 16);
+  give("two.wav", wavFile({}, part + pcmBytes({samplesOf(otherBank)}, 16)));
+  expectOutcome("--quiet two.wav -o x.syx", {.written = {{"x.syx", sysexFile(otherBank)}}});
+}
+
+TEST_F(TapeToSysexTest, DoubtsWhatADropOutHides) {
+  std::vector<float> samples = samplesOf(bank);
+  std::fill_n(samples.begin() + 600'000, 3000, 0.0F);  // 68 ms in the middle of the dump
+  give("hole.wav", wavFile({}, pcmBytes({samples}, 16)));
+  const ProcessResult result = runProgram("--json hole.wav");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, AllOf(HasSubstr("\"verdict\":\"doubtful\""),
+                                   Not(HasSubstr("\"verdict\":\"missing\""))));
 }
 
 TEST_F(TapeToSysexTest, WritesMissingPresetsAsZeros) {
@@ -279,6 +298,10 @@ TEST_F(TapeToSysexTest, WritesNoOutputInPlaceOfAClosedStream) {
   const ProcessResult result = runInShell("\"$0\" dump.wav -o x.syx >&- 2>&- <&-");
   EXPECT_EQ(result.status, 4);
   EXPECT_EQ(readFile(folder / "x.syx"), sysexFile(bank));
+}
+
+TEST_F(TapeToSysexTest, ReadsNoOtherFileInPlaceOfAClosedStream) {
+  EXPECT_THAT(runInShell("\"$0\" dump.wav - <&-").errors, lineAbout("can't read standard input"));
 }
 
 }  // namespace
