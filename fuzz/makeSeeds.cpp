@@ -233,7 +233,7 @@ void makeSeeds(const std::filesystem::path& seeds) {
   const SeedFolder wavFiles(seeds, "WavLoaderFuzzer");
   addAcceptedWavFiles(wavFiles);
   addOtherWavFiles(wavFiles);
-  addTapeRecordings(SeedFolder(seeds, "TapeDecoderFuzzer"));
+  addTapeRecordings(SeedFolder(seeds, "TapeReaderFuzzer"));
   addSysexFiles(SeedFolder(seeds, "SysexReaderFuzzer"));
   addBanks(SeedFolder(seeds, "TransferFilesFuzzer"));
   addRecoveryInputs(SeedFolder(seeds, "RecoveryFuzzer"));

@@ -14,8 +14,8 @@
 namespace {
 
 using ::testing::AllOf;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 using ::testing::ValuesIn;
@@ -48,9 +48,7 @@ class TapeToSysexTest : public ProgramTest {
 
 /// One line that names the program and what it is about.
 auto lineAbout(const std::string& name) {
-  return AllOf(StartsWith("Kestrel7TapeToSysex: "), HasSubstr(name), EndsWith("\n"),
-               Not(HasSubstr("\n"
-                             "Kestrel7TapeToSysex")));
+  return AllOf(StartsWith("Kestrel7TapeToSysex: "), HasSubstr(name), MatchesRegex("[^\n]+\n"));
 }
 
 TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
@@ -70,6 +68,22 @@ TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
                 {.written = {{"Bänke/a b.syx", sysex}}});
 }
 
+TEST_F(TapeToSysexTest, WritesThePageAndLabelsOfTheFirstRecordingWithADump) {
+  give("silence.wav", silence());
+  const ProcessResult result =
+      runProgram("--quiet --report x.html --labels x.txt silence.wav dump.wav");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output + result.errors, "");
+  EXPECT_THAT(readFile(folder / "x.html"), StartsWith("<!DOCTYPE html>"));
+  EXPECT_THAT(readFile(folder / "x.txt"), HasSubstr("\tleader\n"));
+}
+
+TEST_F(TapeToSysexTest, PrintsJsonOfTheRecordingAndNothingElse) {
+  const ProcessResult result = runProgram("--quiet --json dump.wav");
+  EXPECT_THAT(result.output, AllOf(StartsWith("{"), HasSubstr("\"container\":\"WAV"),
+                                   HasSubstr("\"bits\":16,\"lossy\":false")));
+}
+
 TEST_F(TapeToSysexTest, ReadsStandardInput) {
   for (const std::string input : {"<dump.wav", "<fifo & cat dump.wav >fifo"}) {
     EXPECT_EQ(runInShell("mkfifo -m 600 fifo 2>/dev/null; \"$0\" --quiet --force -o x.syx - " +
@@ -78,12 +92,19 @@ TEST_F(TapeToSysexTest, ReadsStandardInput) {
               "");
     EXPECT_EQ(readFile(folder / "x.syx"), sysexFile(bank));
   }
+  EXPECT_THAT(runInShell("\"$0\" --json - <dump.wav").output,
+              HasSubstr("\"outcome\":\"not-tried\""));
+  for (const std::string twice : {"dump.wav -", "- dump.wav", "- -"}) {
+    EXPECT_EQ(runInShell("\"$0\" " + twice + " <dump.wav").status, 2) << twice;
+  }
 }
 
+/// A recording, and what the converter does with it as it stands, in the words of the JSON.
 struct Kind {
   std::string name;
   std::string file;
-  std::string converter;  // what it does with the file as it stands, as the JSON has it
+  std::string outcome;
+  std::string reason = "";
 };
 
 void PrintTo(const Kind& kind, std::ostream* stream) { *stream << kind.name; }
@@ -95,7 +116,8 @@ TEST_P(FileKind, IsReadWhateverTheConverterDoes) {
   const ProcessResult result = runProgram({"--json", "-o", "x.syx", GetParam().name});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.errors, "");
-  EXPECT_THAT(result.output, HasSubstr("\"outcome\":\"" + GetParam().converter + "\""));
+  EXPECT_THAT(result.output, HasSubstr("\"outcome\":\"" + GetParam().outcome + "\""));
+  EXPECT_THAT(result.output, HasSubstr("\"reason\":\"" + GetParam().reason + "\""));
   EXPECT_EQ(readFile(folder / "x.syx"), sysexFile(bank));
 }
 
@@ -104,6 +126,7 @@ std::vector<Kind> kinds() {
   const std::vector<float> nothing(samples.size());
   const std::string list = wavChunk("LIST", "INFOabcd");
   const std::string mono = pcmBytes({samples}, 16);
+  const std::string floats(reinterpret_cast<const char*>(samples.data()), 4 * samples.size());
   // What makes a header extensible: its size, and integer PCM by a name of 16 bytes.
   const WavFormat extensible{
       .audioFormat = 0xFFFE,
@@ -113,13 +136,21 @@ std::vector<Kind> kinds() {
       {"16.wav", wavFile({}, mono), "reads-right"},
       {"24.wav", wavFile({.bitsPerSample = 24}, pcmBytes({samples}, 24)), "reads-right"},
       {"cut.wav", wavFile({}, mono).substr(0, mono.size() - 10'000), "reads-right"},
-      {"16.WAV", wavFile({}, mono), "rejects"},
-      {"32.wav", wavFile({.bitsPerSample = 32}, pcmBytes({samples}, 32)), "rejects"},
-      {"list.wav", wavFile({.chunksBeforeData = list}, mono), "rejects"},
-      {"extensible.wav", wavFile(extensible, mono), "rejects"},
-      {"right.wav", wavFile({.numChannels = 2}, pcmBytes({nothing, samples}, 16)), "reads-wrong"},
-      {"96000.wav", wavFile({.sampleRate = 88200}, pcmBytes({samples, samples}, 16)),
-       "reads-wrong"},
+      {"16.WAV", wavFile({}, mono), "rejects", "its name does not end in .wav"},
+      {"32.wav", wavFile({.bitsPerSample = 32}, pcmBytes({samples}, 32)), "rejects",
+       "it has 32 bits, which an assertion refuses"},
+      {"list.wav", wavFile({.chunksBeforeData = list}, mono), "rejects",
+       "another chunk, such as LIST or bext, stands before its samples"},
+      {"float.wav", wavFile({.audioFormat = 3, .bitsPerSample = 32}, floats), "rejects",
+       "its samples are not integer PCM"},
+      {"extensible.wav", wavFile(extensible, mono), "rejects",
+       "its header is of the extensible kind"},
+      {"right.wav", wavFile({.numChannels = 2}, pcmBytes({nothing, samples}, 16)), "reads-wrong",
+       "it reads the first channel only"},
+      {"88200.wav", wavFile({.sampleRate = 88200}, pcmBytes({samples, samples}, 16)), "reads-wrong",
+       "it takes every rate for 44,100 Hz"},
+      {"late.wav", wavFile({}, std::string(15 * 1024 * 1024, '\0') + mono), "reads-wrong",
+       "it reads the first 16 MiB only"},
   };
 }
 INSTANTIATE_TEST_SUITE_P(Kinds, FileKind, ValuesIn(kinds()));
@@ -180,6 +211,7 @@ class Refusals : public TapeToSysexTest, public ::testing::WithParamInterface<Re
     static const std::string other = recordingOf(otherBank);
     give("other.wav", other);
     give("silence.wav", silence());
+    give("silence2.wav", silence());
     give("notes.txt", "no recording");
     give("empty.wav", "");
     give("soundless.wav", wavFile({}, ""));
@@ -224,6 +256,7 @@ INSTANTIATE_TEST_SUITE_P(Usage, Refusals, ValuesIn(wrongUsage));
 
 const std::vector<Refusal> unreadable{
     {"missing.wav -o x.syx", 4, "missing.wav"},
+    {{"a\nb.wav"}, 4, "a b.wav"},
     {"dump.wav missing.wav", 4, "missing.wav"},
     {"notes.txt", 4, "notes.txt"},
     {{"new\nline.wav"}, 4, "new\xEF\xBF\xBDline.wav"},
@@ -234,6 +267,7 @@ const std::vector<Refusal> unreadable{
     {"out", 4, "out: it is a folder"},
     {"/dev/zero", 4, "/dev/zero: it is a device"},
     {"-", 4, "standard input"},
+    {"--quiet silence.wav silence2.wav", 3, "silence.wav, silence2.wav"},
 };
 INSTANTIATE_TEST_SUITE_P(Inputs, Refusals, ValuesIn(unreadable));
 

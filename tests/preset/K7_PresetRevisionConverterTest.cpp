@@ -26,13 +26,6 @@ std::string converted(Conversion convert, const std::string& source, char before
   return output.substr(0, source.size());
 }
 
-/// A record of zeros but for one byte.
-std::string recordWith(std::size_t byte, char value) {
-  std::string record(24, '\0');
-  record[byte] = value;
-  return record;
-}
-
 const struct {
   Conversion convertPreset;
   Conversion convertBank;

@@ -15,6 +15,12 @@ PresetBank randomBank(std::uint32_t seed) {
 
 std::string bytesOf(const PresetBank& bank) { return {bank.data(), bank.size()}; }
 
+std::string recordWith(std::size_t byte, char value) {
+  std::string record(24, '\0');
+  record[byte] = value;
+  return record;
+}
+
 std::string sysexFile(std::string_view bank) {
   std::string file;
   for (std::size_t preset = 0; preset < 40; ++preset) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -12,6 +13,9 @@ PresetBank randomBank(std::uint32_t seed);
 
 /// The bank as a string of 960 bytes.
 std::string bytesOf(const PresetBank& bank);
+
+/// A record of zeros but for one byte.
+std::string recordWith(std::size_t byte, char value);
 
 /// A SysEx bank file (2,120 bytes) of the records in `bank` (960 bytes).
 std::string sysexFile(std::string_view bank);

@@ -51,13 +51,6 @@ std::string textOf(const std::string& record) {
   return readFile(folder / "preset1-1.txt");
 }
 
-/// A record of zeros but for one byte.
-std::string recordWith(std::size_t byte, char value) {
-  std::string record = zeroRecord;
-  record[byte] = value;
-  return record;
-}
-
 #ifndef _WIN32
 /// Lets no file be opened as long as it lives.
 class NoMoreFiles {
