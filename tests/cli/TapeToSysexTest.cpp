@@ -84,6 +84,12 @@ TEST_F(TapeToSysexTest, PrintsJsonOfTheRecordingAndNothingElse) {
                                    HasSubstr("\"bits\":16,\"lossy\":false")));
 }
 
+TEST_F(TapeToSysexTest, TellsWhenTheConverterBeginsByTheRateOfTheFile) {
+  // A quarter of a second at 44,100 Hz, 300 one bits of 144 samples, a zero of 168: 54,393 samples.
+  give("48000.wav", wavFile({.sampleRate = 48000}, pcmBytes({samplesOf(bank)}, 16)));
+  EXPECT_THAT(runProgram("--json 48000.wav").output, HasSubstr("\"dataStart\":1.1332"));
+}
+
 TEST_F(TapeToSysexTest, ReadsStandardInput) {
   for (const std::string input : {"<dump.wav", "<fifo & cat dump.wav >fifo"}) {
     EXPECT_EQ(runInShell("mkfifo -m 600 fifo 2>/dev/null; \"$0\" --quiet --force -o x.syx - " +
@@ -143,6 +149,7 @@ std::vector<Kind> kinds() {
        "another chunk, such as LIST or bext, stands before its samples"},
       {"float.wav", wavFile({.audioFormat = 3, .bitsPerSample = 32}, floats), "rejects",
        "its samples are not integer PCM"},
+      {"align.wav", wavFile({.blockAlign = 0}, mono), "rejects", "its header says 0 bytes a frame"},
       {"extensible.wav", wavFile(extensible, mono), "rejects",
        "its header is of the extensible kind"},
       {"right.wav", wavFile({.numChannels = 2}, pcmBytes({nothing, samples}, 16)), "reads-wrong",
