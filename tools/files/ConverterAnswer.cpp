@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <new>
+#include <system_error>
 #include <vector>
 
 #include "audio/WavLoader.h"
@@ -84,7 +85,11 @@ ConverterAnswer askConverter(const std::string& path, const AudioFormat& format,
   if (path == "-") {
     return answer;
   }
-  answer.reason = refusal(path, format);
+  try {
+    answer.reason = refusal(path, format);
+  } catch (const std::system_error&) {
+    return answer;  // no process can be started, as where /proc is missing
+  }
   if (!answer.reason.empty()) {
     answer.outcome = ConverterOutcome::Rejects;
     return answer;
