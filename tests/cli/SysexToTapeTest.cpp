@@ -105,11 +105,13 @@ TEST_F(SysexToTapeTest, ReplacesNothingButRecordings) {
   give("notes.txt", "RIFF in the style of a WAVE");
   give("empty.wav", "");
   give("short.wav", "RIFFWAVE");
+  give("other.wav", "RIFX    WAVE");
   giveLink("same.wav", "bank.syx");
   expectOutcome("bank.syx x.wav", {.written = {{"x.wav", recording()}}});
+  expectOutcome("bank.syx syx", {.written = {{"syx", recording()}}});
   expectFailure("bank.syx bank.syx", "bank.syx is the bank itself");
   expectFailure("bank.syx same.wav", "same.wav is the bank itself");
-  for (const std::string name : {"notes.txt", "empty.wav", "short.wav"}) {
+  for (const std::string name : {"notes.txt", "empty.wav", "short.wav", "other.wav"}) {
     expectFailure({"bank.syx", name}, name + " is not a WAV file and is not replaced");
   }
   for (const std::string name : {"new.syx", "new.SYX", ".syx", "out/new.sysex", "x.wav.SysEx"}) {
