@@ -53,7 +53,7 @@ auto lineAbout(const std::string& name) {
 
 TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
   give("-tape.wav", recording());
-  give("[a,b].wav", recording());
+  give("[a,b]", recording());
   give("old.syx", "old");
   giveFolder("Bänke");
   const std::string sysex = sysexFile(bank);
@@ -62,7 +62,7 @@ TEST_F(TapeToSysexTest, WritesBanksAndRecordings) {
   expectOutcome("--quiet -o y.sysex -o y.wav dump.wav",
                 {.written = {{"y.sysex", sysex}, {"y.wav", recording()}}});
   expectOutcome("--quiet -o out/x.syx -- -tape.wav", {.written = {{"out/x.syx", sysex}}});
-  expectOutcome("--quiet -o out/y.syx [a,b].wav", {.written = {{"out/y.syx", sysex}}});
+  expectOutcome("--quiet -o out/y.syx [a,b]", {.written = {{"out/y.syx", sysex}}});
   expectOutcome("--quiet --force -o old.syx dump.wav", {.written = {{"old.syx", sysex}}});
   expectOutcome({"--quiet", "dump.wav", "-o", "Bänke/a b.syx"},
                 {.written = {{"Bänke/a b.syx", sysex}}});
