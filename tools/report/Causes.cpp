@@ -44,7 +44,7 @@ constexpr std::array<Rule, 20> rules{{
     {Cause::Fast, "fast", "%", 3.0, 19.8, "Set the player slower, or use another one."},
     {Cause::UnsteadySpeed, "unsteady-speed", "%", 2.0, 14.0,
      "Clean the player's capstan and its roller, or use another one."},
-    {Cause::Noise, "noise", "dB", -34.0, -30.0,
+    {Cause::Noise, "noise", "dB", -32.0, -30.0,
      "Connect by cable to a line input, and turn up the player rather than the input."},
     {Cause::Hum, "hum", "dB", -30.0, -12.0,
      "Lead the cable away from power supplies, and run the computer on its battery."},
@@ -115,7 +115,7 @@ class Finder {
 
   /// Whether the noise is that of the file's own steps, and the level is what is wrong.
   bool isNoiseOfSteps() const {
-    return measures.noiseLevel <
+    return measures.noiseLevel <=
            roundingNoise(recording.bits, recording.facts.sampleRate, measures.toneLevel) +
                likeRounding;
   }
@@ -129,8 +129,10 @@ class Finder {
 
   /// The cause that a preset's reason speaks of in this recording.
   Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
-    const Cause beginning = dataStart(take) < 0.0 ? Cause::CutBeginning : Cause::NoLeader;
-    const bool isNoisy = measures.noiseLevel >= ruleOf(Cause::Noise).stated;
+    const Cause beginning = dataStart(take) < 0.0 ? Cause::CutBeginning
+                            : lacksLeader()       ? Cause::NoLeader
+                                                  : Cause::Unclear;
+    const bool isNoisy = measures.isNoise && measures.noiseLevel >= ruleOf(Cause::Noise).stated;
     const bool hums = take.signal.humFrequency > 0.0 && measures.humLevel > measures.noiseLevel &&
                       measures.humLevel >= ruleOf(Cause::Hum).stated;
     const bool lacksBass = measures.balance <= ruleOf(Cause::BassLoss).stated;
@@ -235,7 +237,7 @@ class Finder {
             "the tones end at " + clock(last->end) + ", " + counted(after, "bit") +
                 " before the data do",
             {last->end, recording.facts.duration});
-    } else if (after == 0 && left < take.signal.longHalfPeriod) {
+    } else if (after == 0 && left < measures.longHalfPeriod) {
       state(Cause::CutEnd, 0.0, 1.0,
             "the recording ends " + decimal(1000.0 * std::max(left, 0.0), 1) +
                 " ms after the last bit",
@@ -294,16 +296,24 @@ class Finder {
   /// Whether the recording ends, or falls silent, where the last bit read does.
   bool isCutOff() const {
     const double end = recordedSpan(take).end;
-    return !isLoud(end + 0.05, end + 0.2);
+    return !beginsAnywhere() && !isLoud(end + 0.05, end + 0.2);
+  }
+
+  /// Whether the data are said to begin at a place that is not sure.
+  bool beginsAnywhere() const { return dataStart(take) >= 0.0 && !take.beginningIsSure; }
+
+  /// Whether there is too little of a leader. Just after something else it may be there without
+  /// being told from it.
+  bool lacksLeader() const {
+    const double start = dataStart(take);
+    return take.leaderOnes < neededLeader && !isLoud(start - 0.12, start - 0.05);
   }
 
   void findBeginning() {
     const double start = dataStart(take);
-    // Just after something else the leader may be there without being told from it.
-    const bool isShort = take.leaderOnes < neededLeader && !isLoud(start - 0.12, start - 0.05) &&
-                         recording.converter.outcome != ConverterOutcome::ReadsRight;
-    if (start >= 0.0 && (isShort || lost(Cause::NoLeader) > 0)) {
-      state(Cause::NoLeader, take.leaderOnes, isShort ? 1.0 : 0.0,
+    const bool isRead = recording.converter.outcome == ConverterOutcome::ReadsRight;
+    if (start >= 0.0 && (lost(Cause::NoLeader) > 0 || (lacksLeader() && !isRead))) {
+      state(Cause::NoLeader, take.leaderOnes, 1.0,
             (take.leaderOnes == 0 ? "no leader is left"
              : take.leaderOnes == 1
                  ? "only 1 bit of the leader is left"
@@ -351,7 +361,7 @@ class Finder {
   void findSpeed() {
     const recovery::SignalFacts& signal = take.signal;
     const double rate = recording.facts.sampleRate;
-    const double slow = 100.0 * (1.0 - signal.speedMedian);
+    const double slow = 100.0 * (1.0 - measures.speed);
     if (slow > 0.0) {
       stateFrom(Cause::Slow, slow, "the tape runs " + decimal(slow, 1) + " % slow");
     } else {
@@ -359,8 +369,8 @@ class Finder {
     }
     stateFrom(Cause::UnsteadySpeed, 100.0 * signal.speedWander,
               "the speed wanders by " + decimal(100.0 * signal.speedWander, 1) + " % up and down");
-    const double longSamples = signal.longHalfPeriod * rate;
-    const double shortSamples = signal.shortHalfPeriod * rate;
+    const double longSamples = measures.longHalfPeriod * rate;
+    const double shortSamples = measures.shortHalfPeriod * rate;
     const bool fits = longSamples >= shortestLong && longSamples <= longestLong &&
                       shortSamples >= shortestShort && shortSamples <= longestShort;
     if (!fits && std::abs(rate / nominalRate - 1.0) > 0.005) {
@@ -372,7 +382,7 @@ class Finder {
 
   void findLevels() {
     const recovery::SignalFacts& signal = take.signal;
-    if (!isNoiseOfSteps()) {
+    if (measures.isNoise && !isNoiseOfSteps()) {
       stateFrom(Cause::Noise, measures.noiseLevel, "noise " + againstTone(measures.noiseLevel));
     }
     if (signal.humFrequency > 0.0) {
@@ -436,8 +446,12 @@ class Finder {
   void explainFailure() {
     if (lost(Cause::Unclear) > 0) {
       state(Cause::Unclear, lost(Cause::Unclear), 0.0,
-            isCutOff() ? "the tones are unclear in places"
-                       : "the tones could not be followed after " + clock(recordedSpan(take).end));
+            beginsAnywhere()
+                ? "where the data begin is not sure; taken for them was what is between " +
+                      clock(recordedSpan(take).start) + " and " + clock(recordedSpan(take).end)
+            : isCutOff()
+                ? "the tones are unclear in places"
+                : "the tones could not be followed after " + clock(recordedSpan(take).end));
     }
     const bool isExplained = std::any_of(found.begin(), found.end(), [](const Finding& finding) {
       return finding.excess >= halfBorne || finding.presets > 0;

@@ -408,7 +408,8 @@ std::string speedDrawing(const Recording& recording) {
       result += label(0.0, y(speed) - 2, decimal(100.0 * speed, 0) + " %");
     }
   }
-  result += plot(0, height, 1000.0, svgPath(points(take->speed, time, axis), "curve"));
+  result +=
+      plot(0, height, 1000.0, svgPath(points(speedOf(recording, *take), time, axis), "curve"));
   return drawing(height + axisHeight, "Speed of the tape over the dump",
                  result + timeAxis(time, height + 16));
 }
@@ -499,8 +500,9 @@ std::string spectrumDrawing(const Recording& recording) {
     result += label(part, y, std::string(name) + " " + grouped(std::llround(frequency)), "text");
   };
   const recovery::SignalFacts& signal = take->signal;
-  mark(signal.longHalfPeriod > 0.0 ? 0.5 / signal.longHalfPeriod : 0.0, "0:", "tone", 12);
-  mark(signal.shortHalfPeriod > 0.0 ? 0.5 / signal.shortHalfPeriod : 0.0, "1:", "tone", 12);
+  const Measures measures = measure(recording, *take);
+  mark(measures.longHalfPeriod > 0.0 ? 0.5 / measures.longHalfPeriod : 0.0, "0:", "tone", 12);
+  mark(measures.shortHalfPeriod > 0.0 ? 0.5 / measures.shortHalfPeriod : 0.0, "1:", "tone", 12);
   mark(signal.humFrequency, "hum", "hum", 12);
   for (const double frequency : {100.0, 1000.0, 10000.0}) {
     const double part = axis.part(std::log(frequency));

@@ -119,11 +119,13 @@ std::string facts(const Results& results, const Recording& recording) {
                                       decimal(take->leader.end - take->leader.start, 2) + " s");
   const recovery::SignalFacts& signal = take->signal;
   const Measures measures = measure(recording, *take);
-  result += entry("Level", "tone " + decimal(measures.toneLevel, 1) + " dBFS, noise at most " +
-                               decimal(measures.noiseLevel, 1) + " dB against it");
-  result +=
-      entry("Speed", decimal(100.0 * signal.speedMedian, 1) + " % of the instrument's, &plusmn;" +
-                         decimal(100.0 * signal.speedWander, 1) + " %");
+  const bool hasNoise = measures.noiseLevel > -99.0;
+  result += entry("Level", "tone " + decimal(measures.toneLevel, 1) + " dBFS" +
+                               (hasNoise ? ", noise at most " + decimal(measures.noiseLevel, 1) +
+                                               " dB against it"
+                                         : ""));
+  result += entry("Speed", decimal(100.0 * measures.speed, 1) + " % of the instrument's, &plusmn;" +
+                               decimal(100.0 * signal.speedWander, 1) + " %");
   if (recording.converter.outcome != ConverterOutcome::NotTried) {
     result += entry("Converter", escaped(converterSentence(results, recording)));
   }

@@ -136,9 +136,9 @@ std::string signalObject(const Recording& recording, const recovery::Take& take)
   object.addNumber("balance", measures.balance, 1)
       .addNumber("shiftedShare", measures.shiftedShare, 6)
       .addNumber("ignoredHalfWaves", measures.ignoredHalfWaves, 0);
-  object.addNumber("shortHalfPeriod", signal.shortHalfPeriod, 9);
-  object.addNumber("longHalfPeriod", signal.longHalfPeriod, 9);
-  object.addNumber("speedMedian", signal.speedMedian, 5);
+  object.addNumber("shortHalfPeriod", measures.shortHalfPeriod, 9);
+  object.addNumber("longHalfPeriod", measures.longHalfPeriod, 9);
+  object.addNumber("speedMedian", measures.speed, 5);
   object.addNumber("speedWander", signal.speedWander, 5);
   return object.addNumber("bandwidth", signal.bandwidth, 0).text();
 }
@@ -169,7 +169,7 @@ std::string dumpObject(const Recording& recording, const recovery::Take& take) {
   object.add("dropOuts", array(dropOutsOf(take), [](const recovery::DropOut& dropOut) {
                return Object().addSpan(dropOut.span).addNumber("depth", dropOut.depth, 1).text();
              }));
-  object.add("speed", array(take.speed, [](const recovery::SpeedPoint& point) {
+  object.add("speed", array(speedOf(recording, take), [](const recovery::SpeedPoint& point) {
                return "[" + number(point.time, 4) + "," + number(point.speed, 5) + "]";
              }));
   object.add("halfPeriods",

@@ -32,10 +32,13 @@ double power(const std::vector<float>& spectrum, double from, double to) {
   return sum;
 }
 
-/// The mean square of the noise between 200 and 5,500 Hz.
-double noisePower(const recovery::Take& take) {
-  // Between 2,800 and 6,000 Hz little of the tones is left; the quiet places there are noise,
-  // unless the tones' harmonics are so loud that what they leave beside them explains it.
+/// What the spectrum shows between the tones' harmonics, where hardly more than noise is left.
+struct QuietPlaces {
+  double noisePower = 0.0;      // the mean square of all between 200 and 5,500 Hz, if it is noise
+  double harmonicsPower = 0.0;  // the same, of what the harmonics leave beside them
+};
+
+QuietPlaces quietPlaces(const recovery::Take& take) {
   constexpr double from = 2800.0;
   constexpr double to = 6000.0;
   constexpr double quietTenth = 1.85;       // dB, of noise below its mean, in a mean of 12 windows
@@ -49,19 +52,53 @@ double noisePower(const recovery::Take& take) {
     }
   }
   if (levels.empty()) {
-    return 0.0;
+    return {};
   }
   std::sort(levels.begin(), levels.end());
-  const double quiet = levels[levels.size() / 10] + quietTenth;
-  const double loud = levels[levels.size() * 19 / 20] - besideHarmonics;
-  const double bin = std::max(0.0, ratioOf(quiet) - ratioOf(loud)) / 2.0 / 1.5;
-  return bin * bandWidth / binWidth;
+  const auto power = [](double level) { return ratioOf(level) / 2.0 / 1.5 * bandWidth / binWidth; };
+  return {power(levels[levels.size() / 10] + quietTenth),
+          power(levels[levels.size() * 19 / 20] - besideHarmonics)};
+}
+
+/// The median length of the bits of a value in seconds, or 0.
+double bitLength(const recovery::Take& take, int value) {
+  constexpr std::size_t enough = 20;
+  std::vector<double> lengths;
+  std::vector<double> inner;  // among others of the value: no tone changes at their ends
+  for (std::size_t i = 0; i < take.bits.size(); ++i) {
+    const auto isSame = [&](std::size_t k) {
+      return k < take.bits.size() && take.bits[k].value == value;
+    };
+    if (isSame(i)) {
+      lengths.push_back(take.bits[i].end - take.bits[i].start);
+      if (isSame(i - 1) && isSame(i + 1)) {
+        inner.push_back(lengths.back());
+      }
+    }
+  }
+  if (inner.size() >= enough) {
+    lengths.swap(inner);
+  }
+  if (lengths.empty()) {
+    return 0.0;
+  }
+  const auto middle = lengths.begin() + static_cast<std::ptrdiff_t>(lengths.size() / 2);
+  std::nth_element(lengths.begin(), middle, lengths.end());
+  return *middle;
+}
+
+void measureSpeed(const recovery::Take& take, Measures& measures) {
+  constexpr double nominalLong = 42.0 / nominalRate;  // seconds
+  const double one = bitLength(take, 1);
+  const double zero = bitLength(take, 0);
+  measures.shortHalfPeriod = one > 0.0 ? one / 12.0 : take.signal.shortHalfPeriod;
+  measures.longHalfPeriod = zero > 0.0 ? zero / 4.0 : take.signal.longHalfPeriod;
+  measures.speed = zero > 0.0 ? nominalLong / measures.longHalfPeriod : take.signal.speedMedian;
 }
 
 /// Decibels of the low tone against the high one, from what each has in the spectrum and how long
 /// it lasts.
-double balanceOf(const recovery::Take& take) {
-  const recovery::SignalFacts& signal = take.signal;
+double balanceOf(const recovery::Take& take, const Measures& measures) {
   double zeros = 0.0;
   double ones = 0.0;
   for (const recovery::BitReading& bit : take.bits) {
@@ -69,12 +106,11 @@ double balanceOf(const recovery::Take& take) {
       (bit.value == 0 ? zeros : ones) += bit.end - bit.start;
     }
   }
-  if (!(zeros > 0.0) || !(ones > 0.0) || !(signal.longHalfPeriod > 0.0) ||
-      !(signal.shortHalfPeriod > 0.0)) {
+  if (!(zeros > 0.0) || !(ones > 0.0)) {
     return 0.0;
   }
-  const double low = 0.5 / signal.longHalfPeriod;
-  const double high = 0.5 / signal.shortHalfPeriod;
+  const double low = 0.5 / measures.longHalfPeriod;
+  const double high = 0.5 / measures.shortHalfPeriod;
   const double lowPower = power(take.spectrum, 0.55 * low, 1.8 * low) / zeros;
   const double highPower = power(take.spectrum, 0.72 * high, 1.3 * high) / ones;
   return lowPower > 0.0 && highPower > 0.0 ? levelOf(lowPower / highPower) : 0.0;
@@ -84,8 +120,8 @@ void measureHalfWaves(const Recording& recording, const recovery::Take& take, Me
   constexpr double binsPerSample = 4.0;
   constexpr double strays = 0.1;  // of the shifted ones: with more of other lengths, it is no shift
   const double scale = nominalRate / recording.facts.sampleRate;
-  const double shortLength = take.signal.shortHalfPeriod * nominalRate;
-  const double longLength = take.signal.longHalfPeriod * nominalRate;
+  const double shortLength = measures.shortHalfPeriod * nominalRate;
+  const double longLength = measures.longHalfPeriod * nominalRate;
   int all = 0;
   int shifted = 0;
   int other = 0;
@@ -114,20 +150,25 @@ Measures measure(const Recording& recording, const recovery::Take& take) {
   constexpr double highest = 6000.0;
   const recovery::SignalFacts& signal = take.signal;
   Measures measures;
-  const double noise = noisePower(take);
+  const QuietPlaces quiet = quietPlaces(take);
   const double all = power(take.spectrum, lowest, highest);
-  const double tone = std::max(all - noise, 0.1 * all);
+  const double tone = std::max(all - quiet.noisePower, 0.1 * all);
   measures.toneLevel = std::max(silence, levelOf(2.0 * tone));
   const auto channel = static_cast<std::size_t>(take.channelIndex);
   const auto& peaks = recording.facts.channelPeaks;
   const double channelPeak = channel < peaks.size() ? decibels(peaks[channel]) : 0.0;
   measures.peakLevel = std::min(signal.peakLevel, channelPeak);
   if (measures.toneLevel > silence) {
-    measures.noiseLevel = std::max(quietest, levelOf(noise) - measures.toneLevel);
+    constexpr double clipped = 0.05;          // part of the samples
+    constexpr double leastIfClipped = -28.0;  // dB, above what clipping hum and tones makes
+    measures.noiseLevel = std::max(quietest, levelOf(quiet.noisePower) - measures.toneLevel);
+    measures.isNoise = quiet.noisePower > 2.0 * quiet.harmonicsPower &&
+                       (signal.clippedShare < clipped || measures.noiseLevel > leastIfClipped);
     measures.humLevel =
         signal.humFrequency > 0.0 ? signal.humLevel + signal.toneLevel - measures.toneLevel : 0.0;
   }
-  measures.balance = balanceOf(take);
+  measureSpeed(take, measures);
+  measures.balance = balanceOf(take, measures);
   measureHalfWaves(recording, take, measures);
   return measures;
 }
@@ -155,24 +196,32 @@ std::vector<recovery::DropOut> dropOutsOf(const recovery::Take& take) {
   return result;
 }
 
+std::vector<recovery::SpeedPoint> speedOf(const Recording& recording, const recovery::Take& take) {
+  const double correction = take.signal.speedMedian > 0.0
+                                ? measure(recording, take).speed / take.signal.speedMedian
+                                : 1.0;
+  std::vector<recovery::SpeedPoint> result = take.speed;
+  for (recovery::SpeedPoint& point : result) {
+    point.speed *= correction;
+  }
+  return result;
+}
+
 SpeedRange speedsForConverter(const Recording& recording) {
   const recovery::Take* take = recording.take();
   SpeedRange range;
-  if (take == nullptr || !(take->signal.shortHalfPeriod > 0.0) ||
-      !(take->signal.longHalfPeriod > 0.0)) {
+  if (take == nullptr) {
     return range;
   }
-  const recovery::SignalFacts& signal = take->signal;
+  const Measures measures = measure(recording, *take);
   const double shortSamples =
-      signal.shortHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
-  const double longSamples =
-      signal.longHalfPeriod * recording.facts.sampleRate * signal.speedMedian;
-  range.slowest = std::max(shortSamples / longestShort, longSamples / longestLong);
-  range.fastest = std::min(shortSamples / shortestShort, longSamples / shortestLong);
-  if (range.fastest < range.slowest) {
-    range = {};
+      measures.shortHalfPeriod * recording.facts.sampleRate * measures.speed;
+  const double longSamples = measures.longHalfPeriod * recording.facts.sampleRate * measures.speed;
+  if (shortSamples > 0.0 && longSamples > 0.0) {
+    range.slowest = std::max(shortSamples / longestShort, longSamples / longestLong);
+    range.fastest = std::min(shortSamples / shortestShort, longSamples / shortestLong);
   }
-  return range;
+  return range.fastest < range.slowest ? SpeedRange() : range;
 }
 
 }  // namespace report
