@@ -189,13 +189,12 @@ std::string overTime(const Results& results, std::size_t index, const Axis& time
   constexpr int stripTop = levelHeight + 16;
   constexpr int bottom = stripTop + 42;
   const Recording& recording = results.recordings[index];
-  std::string result;
+  std::string result = plot(8, levelHeight, 1000.0, levelCurve(recording.facts, time));
   for (const double level : {-20.0, -40.0, -60.0}) {
     const double y = 8 + levelHeight * level / lowestLevel;
     result += horizontalLine(y, "grid");
     result += label(0.0, y - 2, decimal(level, 0) + " dBFS");
   }
-  result += plot(8, levelHeight, 1000.0, levelCurve(recording.facts, time));
   if (const recovery::Take* take = recording.take()) {
     result += strip(results, *take, time, stripTop);
     result += dropOutMarks(*take, time);
@@ -496,7 +495,7 @@ std::string spectrumDrawing(const Recording& recording) {
     if (part < 0.0 || part > 1.0) {
       return;
     }
-    result += verticalLine(part, 0, height, classes);
+    result += verticalLine(part, y + 4, height, classes);
     result += label(part, y, std::string(name) + " " + grouped(std::llround(frequency)), "text");
   };
   const recovery::SignalFacts& signal = take->signal;

@@ -51,10 +51,10 @@ border:2px solid;border-radius:6px;font-weight:bold;line-height:30px}
 padding:4px 12px 4px 0;border-bottom:1px solid var(--pale)}
 .list th{color:var(--faint);font-weight:normal}.list .figure{text-align:right;white-space:nowrap;
 font-variant-numeric:tabular-nums}
-.cards{display:grid;grid-template-columns:repeat(auto-fill,minmax(124px,1fr));gap:10px;margin-top:12px}
+.cards{display:grid;grid-template-columns:repeat(auto-fill,minmax(124px,1fr));gap:10px;margin:12px 0}
 .card{scroll-margin:12px;font-size:.75rem;color:var(--doubt)}.card svg{width:100%;height:auto}
-.key{display:inline-block;width:22px;height:12px;margin:0 4px 0 12px;vertical-align:baseline}
-.key:first-child{margin-left:0}
+.key{white-space:nowrap;margin-right:12px}
+.key svg{display:inline-block;width:22px;height:12px;margin-right:4px;vertical-align:baseline}
 #definitions{position:absolute;width:0;height:0}
 input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
 #revision1:checked~.cards .of3,#revision3:checked~.cards .of1{display:none}
@@ -64,7 +64,7 @@ input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
 @media (max-width:500px){dl{grid-template-columns:1fr}dd{margin-bottom:6px}.grid{border-spacing:2px}
 .grid td{width:34px}.optional{display:none}}
 @media print{body{max-width:none;padding:0;font-size:11pt;-webkit-print-color-adjust:exact;
-print-color-adjust:exact}figure,.card,li,tr{break-inside:avoid}h2,h3{break-after:avoid}
+print-color-adjust:exact}figure,.card,dl,li,tr{break-inside:avoid}h2,h3{break-after:avoid}
 .cards{grid-template-columns:repeat(8,1fr);gap:4px}label,input{display:none}.wide{min-width:0}}
 )";
 
@@ -142,20 +142,23 @@ std::string findingList(const Results& results, std::size_t recording) {
 }
 
 std::string key(const char* classes, const char* word) {
-  return element("svg", shape("rect", {{"width", "22"}, {"height", "12"}, {"class", classes}}),
-                 "key") +
-         word;
+  return element(
+      "span",
+      element("svg", shape("rect", {{"width", "22"}, {"height", "12"}, {"class", classes}})) + word,
+      "key");
 }
 
 std::string recordingSection(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
-  std::string result = element("h2", escaped(recording.name)) + facts(results, recording);
+  std::string result = element("h2", escaped(recording.name));
   if (recording.take() != nullptr) {
     result += element("h3", "What is wrong with it, the worst first") + findingList(results, index);
+    result += element("h3", "What it is");
   }
+  result += facts(results, recording);
   const std::string keys = key("leader", "leader") + key("sure", "sure") +
                            key("doubtful", "doubtful") + key("missing", "missing") +
-                           "; a triangle is a drop-out, the number that of a group.";
+                           "A triangle is a drop-out, a number that of a group.";
   result += element("h3", "Level over time");
   result += figure(levelDrawing(results, index), keys);
   result += figure(dumpDrawing(results, index), "The dump alone.");
@@ -199,9 +202,9 @@ std::string presetRow(const Results& results, int record) {
   const int index = recordingOfTake(results, preset.take);
   const bool isInDoubt = preset.verdict == recovery::Verdict::Doubtful && index >= 0;
   const auto recording = static_cast<std::size_t>(std::max(index, 0));
-  std::string cells =
-      element("td", presetLink(record, presetName(record))) +
-      element("td", verdictWord(preset.verdict), std::string("v-") + verdictWord(preset.verdict));
+  std::string cells = element("td", presetLink(record, presetName(record))) +
+                      element("td", verdictWord(preset.verdict),
+                              std::string("optional v-") + verdictWord(preset.verdict));
   cells += element("td", isInDoubt ? clock(preset.worstTime) : "", "figure");
   cells += element(
       "td", isInDoubt ? grouped(sampleAt(results.recordings[recording], preset.worstTime)) : "",
@@ -223,7 +226,7 @@ std::string doubtfulSection(const Results& results) {
     return rows;
   }
   const std::string head =
-      element("th", "Preset") + element("th", "") + element("th", "Time", "figure") +
+      element("th", "Preset") + element("th", "", "optional") + element("th", "Time", "figure") +
       element("th", "Sample", "figure optional") +
       (results.recordings.size() > 1 ? element("th", "Recording") : "") + element("th", "Why");
   return element("h2", "Doubtful and missing presets") +
@@ -268,7 +271,7 @@ std::string placesSection(const Results& results) {
                  "Under the wave lie its half-waves as zero crossings cut them: " +
                      key("short", "short, of a 1") + key("long", "long, of a 0") +
                      key("stray", "neither") +
-                     ". Numbers are lengths in samples at 44,100 a second. Hatched bits are "
+                     "Numbers are lengths in samples at 44,100 a second. Hatched bits are "
                      "doubtful.",
                  "quiet") +
          result;
@@ -283,7 +286,7 @@ std::string cardOf(const recovery::BankReading& reading, int record, const char*
   const std::string note = count > 4 ? std::to_string(count) + " fields are doubtful" : keys;
   const std::string drawing = report::element(
       "svg",
-      {{"viewBox", "0 0 " + std::to_string(cardWidth) + " " + std::to_string(cardHeight)},
+      {{"viewBox", "-1 -1 " + std::to_string(cardWidth + 2) + " " + std::to_string(cardHeight + 2)},
        {"role", "img"},
        {"aria-label", "preset " + presetName(record) + ", " + verdictWord(preset.verdict)}},
       card(reading.bank, record, &preset));
@@ -297,9 +300,9 @@ std::string cardsSection(const Results& results) {
     cards += report::element("div", {{"class", "card"}, {"id", "preset" + presetName(record)}},
                              cardOf(results.bank, record, "of3") + cardOf(moved, record, "of1"));
   }
-  return element("h2", "The presets") + R"(
+  return element("h2", "The presets, as an instrument plays them") + R"(
 <input type="radio" name="revision" id="revision3" checked>
-<label for="revision3">Instrument of revision 3</label>
+<label for="revision3">Revision 3</label>
 <input type="radio" name="revision" id="revision1">
 <label for="revision1">Revision 1 or 2</label>
 )" + element("div", cards, "cards") +
@@ -318,11 +321,11 @@ std::string htmlReport(const Results& results) {
   std::string body = element("h1", verdict(results));
   const std::string whatToDo = advice(results);
   body += whatToDo.empty() ? "" : element("p", escaped(whatToDo), "advice");
-  body += gridSection(results.bank) + doubtfulSection(results);
+  body += gridSection(results.bank);
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     body += recordingSection(results, i);
   }
-  body += placesSection(results) + cardsSection(results);
+  body += doubtfulSection(results) + placesSection(results) + cardsSection(results);
   body += element("p", "Made by " + escaped(results.program) + ".", "quiet");
   const std::string definitions = report::element(
       "svg", {{"id", "definitions"}}, element("defs", drawingDefinitions() + cardDefinition()));
