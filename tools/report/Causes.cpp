@@ -127,40 +127,58 @@ class Finder {
         });
   }
 
+  /// Why it is not sure where the data begin.
+  Cause beginningCause() const {
+    if (dataStart(take) < 0.0) {
+      return Cause::CutBeginning;
+    }
+    return lacksLeader() ? Cause::NoLeader : Cause::Unclear;
+  }
+
+  /// What covers the tones at a time.
+  Cause coverAt(double time) const {
+    if (isAtDropOut(time)) {
+      return Cause::DropOut;
+    }
+    if (!take.beginningIsSure) {
+      return beginningCause();
+    }
+    if (take.signal.humFrequency > 0.0 && measures.humLevel > measures.noiseLevel &&
+        measures.humLevel >= ruleOf(Cause::Hum).stated) {
+      return Cause::Hum;
+    }
+    if (measures.isNoise && measures.noiseLevel >= ruleOf(Cause::Noise).stated) {
+      return isNoiseOfSteps() ? Cause::LowLevel : Cause::Noise;
+    }
+    return measures.balance <= ruleOf(Cause::BassLoss).stated ? Cause::BassLoss : Cause::Unclear;
+  }
+
+  /// Why a record is not on the recording, or not all of it.
+  Cause missingCause(int record) const {
+    if (dataStart(take) < 0.0 && record <= firstRecord()) {
+      return Cause::CutBeginning;
+    }
+    return isCutOff() ? Cause::CutEnd : Cause::Unclear;
+  }
+
   /// The cause that a preset's reason speaks of in this recording.
   Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
-    const Cause beginning = dataStart(take) < 0.0 ? Cause::CutBeginning
-                            : lacksLeader()       ? Cause::NoLeader
-                                                  : Cause::Unclear;
-    const bool isNoisy = measures.isNoise && measures.noiseLevel >= ruleOf(Cause::Noise).stated;
-    const bool hums = take.signal.humFrequency > 0.0 && measures.humLevel > measures.noiseLevel &&
-                      measures.humLevel >= ruleOf(Cause::Hum).stated;
-    const bool lacksBass = measures.balance <= ruleOf(Cause::BassLoss).stated;
-    const Cause noise = isNoiseOfSteps() ? Cause::LowLevel : Cause::Noise;
-    const Cause cover = isAtDropOut(worstTime)  ? Cause::DropOut
-                        : !take.beginningIsSure ? beginning
-                        : hums                  ? Cause::Hum
-                        : isNoisy               ? noise
-                        : lacksBass             ? Cause::BassLoss
-                                                : Cause::Unclear;
     switch (reason) {
       case recovery::Reason::DropOut:
         return Cause::DropOut;
       case recovery::Reason::Count:
-        return take.dropOuts.empty() ? cover : Cause::DropOut;
+        return take.dropOuts.empty() ? coverAt(worstTime) : Cause::DropOut;
       case recovery::Reason::Beginning:
-        return beginning;
+        return beginningCause();
       case recovery::Reason::NotRecorded:
-        return dataStart(take) < 0.0 && record <= firstRecord() ? Cause::CutBeginning
-               : isCutOff()                                     ? Cause::CutEnd
-                                                                : Cause::Unclear;
+        return missingCause(record);
       case recovery::Reason::None:
         return Cause::Unclear;
       case recovery::Reason::Noise:
       case recovery::Reason::TakesDisagree:
         break;
     }
-    return cover;
+    return coverAt(worstTime);
   }
 
   /// The first record of which any bit was recorded.
