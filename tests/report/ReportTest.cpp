@@ -92,6 +92,14 @@ TEST(TextReport, StaysShortWhereAllIsWrong) {
   EXPECT_LE(lineCount(text), 40);
 }
 
+TEST(TextReport, ShowsTheEndOfALongName) {
+  report::Results results = madeResults();
+  results.recordings[0].name.insert(0, 200, '/');
+  const std::string text = report::textReport(results);
+  EXPECT_LE(longestLine(text), 80U);
+  EXPECT_TRUE(contains(text, "dump.wav"));
+}
+
 TEST(TextReport, ShowsEachPresetInTheGrid) {
   report::Results results = madeResults();
   makeDoubtful(results, 10, Reason::Noise);

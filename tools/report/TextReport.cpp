@@ -12,7 +12,8 @@ namespace report {
 namespace {
 
 constexpr std::size_t width = 79;
-constexpr std::size_t mostFindings = 5;  // of a recording
+constexpr std::size_t longestName = 70;  // of a recording, in bytes
+constexpr std::size_t mostFindings = 5;  // of all recordings, but at least two of each
 constexpr int mostDoubtful = 8;
 
 /// `text` in lines of at most `width` characters, each after the first indented.
@@ -30,6 +31,18 @@ std::string wrapped(const std::string& text, std::size_t indent) {
     lineStart = indent;
   }
   return result + text.substr(start) + "\n";
+}
+
+/// A name, or the end of it if it is too long for a line.
+std::string shortened(const std::string& name) {
+  if (name.size() <= longestName) {
+    return name;
+  }
+  std::size_t start = name.size() - (longestName - 3);
+  while (start < name.size() && (static_cast<unsigned char>(name[start]) & 0xC0U) == 0x80U) {
+    ++start;  // not within a character
+  }
+  return "..." + name.substr(start);
 }
 
 std::string dumpLine(const Recording& recording) {
@@ -51,9 +64,9 @@ std::string dumpLine(const Recording& recording) {
 
 std::string recordingLines(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
-  std::string lines = wrapped(
-      std::to_string(index + 1) + ". " + shown(recording.name) + ": " + formatSentence(recording),
-      3);
+  std::string lines = wrapped(std::to_string(index + 1) + ". " + shortened(shown(recording.name)) +
+                                  ": " + formatSentence(recording),
+                              3);
   lines += wrapped("   " + dumpLine(recording), 3);
   if (recording.converter.outcome != ConverterOutcome::NotTried) {
     lines += wrapped("   the converter " + converterSentence(results, recording), 3);
@@ -62,14 +75,20 @@ std::string recordingLines(const Results& results, std::size_t index) {
 }
 
 std::string findingLines(const Results& results) {
+  const std::size_t most =
+      std::max<std::size_t>(2, mostFindings / std::max<std::size_t>(1, results.recordings.size()));
   std::string lines;
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     const std::vector<Finding> found = findings(results, i);
-    for (std::size_t k = 0; k < std::min(found.size(), mostFindings); ++k) {
-      const std::string number =
-          results.recordings.size() > 1 ? std::to_string(i + 1) + ". " : std::string();
+    const std::string number =
+        results.recordings.size() > 1 ? std::to_string(i + 1) + ". " : std::string();
+    const std::size_t count = std::min(found.size(), most);
+    for (std::size_t k = 0; k < count; ++k) {
       lines += wrapped("- " + number + found[k].text, 2);
       lines += wrapped("    " + found[k].remedy, 4);
+    }
+    if (count < found.size()) {
+      lines += "- " + number + "and " + std::to_string(found.size() - count) + " more\n";
     }
   }
   if (lines.empty()) {
