@@ -18,6 +18,11 @@ constexpr double fewestFirmWithoutLeader = 0.9;
 constexpr float endCost = 60.0F;  // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
+constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
+constexpr float clearMargin = 200.0F;       // of a count that nothing else need confirm
+constexpr float fewestToCompare = 4.0F;     // presets
+constexpr float undecided = 4.0F;           // presets of either value that each share begins with
+constexpr float likenessWeight = 0.5F;      // presets are not drawn by chance
 constexpr std::size_t dataBits = static_cast<std::size_t>(bitsPerBank);
 
 /// Indices of bits that belong together, the first one and one past the last one.
@@ -71,9 +76,6 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
 using SlipCosts = std::array<float, 2 * farthest + 1>;
 
 float& at(SlipCosts& costs, int slip) { return costs[static_cast<std::size_t>(slip + farthest)]; }
-float at(const SlipCosts& costs, int slip) {
-  return costs[static_cast<std::size_t>(slip + farthest)];
-}
 
 class Framer {
  public:
@@ -170,29 +172,58 @@ class Framer {
     return best;
   }
 
+  /// Where the tones end after about as many bits as data have, if they do and the recording goes
+  /// on: at the end of the tones, or at a pause before other tones.
+  std::optional<std::size_t> findEnd(const Beginning& beginning, const IndexRange& range,
+                                     const IndexRange& tones) const {
+    const std::size_t expected = beginning.firstBit + dataBits;
+    const auto isNear = [expected](std::size_t i) {
+      return i + farthest >= expected && i <= expected + farthest;
+    };
+    if (range.end == tones.end && isCleanEnd(tones) && isNear(range.end)) {
+      return range.end;
+    }
+    std::size_t silent = 0;
+    for (std::size_t i = expected - farthest - 1; i < range.end; ++i) {
+      silent = sequence.bits[i].hasTone ? 0 : silent + 1;
+      if (silent == shortestPause) {
+        const std::size_t end = i + 1 - shortestPause;
+        return isNear(end) ? std::optional(end) : std::nullopt;
+      }
+    }
+    return std::nullopt;
+  }
+
   void build(const Beginning& beginning, const IndexRange& range, const IndexRange& tones) {
-    Stretches stretches;
+    const std::optional<std::size_t> knownEnd = findEnd(beginning, range, tones);
+    const std::size_t end = knownEnd.value_or(range.end);
+    const bool isWhole = knownEnd || range.end == tones.end;
+    const bool isCountedBack = beginning.leaderOnes == 0 && !isExactFromTones(beginning, range);
+
+    stretches.clear();
     for (const BitSequence::Stretch& stretch : sequence.stretches) {
-      if (stretch.end > beginning.firstBit && stretch.begin < range.end) {
+      if (stretch.end > beginning.firstBit && stretch.begin < end &&
+          (!knownEnd || stretch.end <= end)) {
         stretches.push_back(&stretch);
       }
     }
-    const bool isWhole = range.end == tones.end;
-    const int missing = static_cast<int>(dataBits) -
-                        static_cast<int>(std::min(range.end - beginning.firstBit, 2 * dataBits));
-    const bool canFit = isWhole && std::abs(missing) <= farthest;
-    const bool isCountedBack = beginning.leaderOnes == 0 && !isExactFromTones(beginning, range);
-    const float endPenalty = canFit && isCleanEnd(tones) ? endCost : 0.0F;
-
-    resolve(stretches, missing, endPenalty);
-    std::vector<ReadBit> data = assemble(beginning.firstBit, range.end, stretches);
+    const std::optional<int> missing =
+        knownEnd
+            ? std::optional(static_cast<int>(dataBits) - static_cast<int>(end - beginning.firstBit))
+            : std::nullopt;
+    likeness.assign(stretches.size() + 1, SlipCosts{});
+    resolve(missing);
+    if (!isCountedBack && weighLikeness(beginning.firstBit, end)) {
+      resolve(missing);
+    }
+    std::vector<ReadBit> data = assemble(beginning.firstBit, end);
     const bool endIsClean = isWhole && data.size() == dataBits;
     std::size_t offset = 0;
     if (isCountedBack && data.size() < dataBits) {
       offset = dataBits - data.size();
     }
     data.resize(std::min(data.size(), dataBits));
-    const double firm = firmPart(beginning.firstBit, range.end);
+    const double firm = firmPart(beginning.firstBit, end);
     if (data.size() < fewestBits ||
         firm < (beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader)) {
       return;
@@ -256,77 +287,136 @@ class Framer {
     return static_cast<double>(firm) / static_cast<double>(last - begin);
   }
 
-  using Stretches = std::vector<const BitSequence::Stretch*>;
-
-  /// What it costs that the stretches before, or from each on, lose or gain so many bits together.
-  static SlipCosts withStretch(const SlipCosts& costs, const BitSequence::Stretch& stretch) {
-    SlipCosts sum;
-    sum.fill(impossible);
-    for (int slip = -farthest; slip <= farthest; ++slip) {
-      for (int own = -farthestSlip; own <= farthestSlip; ++own) {
-        const int total = slip + own;
-        if (std::abs(total) <= farthest) {
-          at(sum, total) = std::min(at(sum, total), at(costs, slip) + costOf(stretch, own));
-        }
-      }
-    }
-    return sum;
+  /// The bits of the sequence between stretch `i` - 1 and stretch `i`.
+  IndexRange between(std::size_t i, std::size_t first, std::size_t end) const {
+    const std::size_t begin = i == 0 ? first : std::max(first, stretches[i - 1]->end);
+    const std::size_t stop = i == stretches.size() ? end : std::min(end, stretches[i]->begin);
+    return {begin, std::max(begin, stop)};
   }
 
-  /// Chooses the slip of each stretch such that the data end where the tones end, if that is
-  /// likelier than that they do not, and finds for each place what another count would cost.
-  void resolve(const Stretches& stretches, int missing, float endPenalty) {
+  /// Chooses the slip of each stretch such that the data end where the tones end, `missing` bits
+  /// from now, if that is likelier than that they do not, and such that the presets look alike.
+  /// Finds for each place what another count would cost.
+  void resolve(std::optional<int> missing) {
     const std::size_t count = stretches.size();
     SlipCosts none;
     none.fill(impossible);
-    at(none, 0) = 0.0F;
-    std::vector<SlipCosts> before(count + 1, none);
-    std::vector<SlipCosts> after(count + 1, none);
+    std::vector<SlipCosts> upTo(count + 1, none);    // of all up to the place, by the slip there
+    std::vector<SlipCosts> onward(count + 1, none);  // of all after it
+    at(upTo[0], 0) = 0.0F;
+    for (int slip = -farthest; slip <= farthest; ++slip) {
+      at(onward[count], slip) = missing && slip != *missing ? endCost : 0.0F;
+    }
     for (std::size_t i = 0; i < count; ++i) {
-      before[i + 1] = withStretch(before[i], *stretches[i]);
+      forEachStep(*stretches[i], [&](int from, int to, float cost) {
+        at(upTo[i + 1], to) =
+            std::min(at(upTo[i + 1], to), at(upTo[i], from) + cost + at(likeness[i + 1], to));
+      });
     }
     for (std::size_t i = count; i > 0; --i) {
-      after[i - 1] = withStretch(after[i], *stretches[i - 1]);
+      forEachStep(*stretches[i - 1], [&](int from, int to, float cost) {
+        at(onward[i - 1], from) =
+            std::min(at(onward[i - 1], from), cost + at(likeness[i], to) + at(onward[i], to));
+      });
     }
 
-    const auto penalty = [&](int total) { return total == missing ? 0.0F : endPenalty; };
-    int bestTotal = 0;
-    for (int total = -farthest; total <= farthest; ++total) {
-      if (at(before[count], total) + penalty(total) <
-          at(before[count], bestTotal) + penalty(bestTotal)) {
-        bestTotal = total;
-      }
-    }
-    const float bestCost = at(before[count], bestTotal) + penalty(bestTotal);
-    chooseSlips(stretches, before, bestTotal);
-
-    countMargins.assign(count + 1, impossible);
-    int chosen = 0;
-    for (std::size_t i = 0; i <= count; ++i) {
-      for (int head = -farthest; head <= farthest; ++head) {
-        for (int tail = -farthest; head != chosen && tail <= farthest; ++tail) {
-          countMargins[i] = std::min(countMargins[i], at(before[i], head) + at(after[i], tail) +
-                                                          penalty(head + tail) - bestCost);
+    slips.assign(count + 1, 0);
+    for (std::size_t i = 0; i < count; ++i) {
+      float least = impossible;
+      for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
+        const int to = slips[i] + own;
+        if (std::abs(to) > farthest) {
+          continue;
+        }
+        const float cost =
+            costOf(*stretches[i], own) + at(likeness[i + 1], to) + at(onward[i + 1], to);
+        if (cost < least) {
+          least = cost;
+          slips[i + 1] = to;
         }
       }
-      chosen += i < count ? slips[i] : 0;
+    }
+    countMargins.assign(count + 1, impossible);
+    for (std::size_t i = 0; i <= count; ++i) {
+      for (int slip = -farthest; slip <= farthest; ++slip) {
+        if (slip != slips[i]) {
+          countMargins[i] =
+              std::min(countMargins[i], at(upTo[i], slip) + at(onward[i], slip) - at(onward[0], 0));
+        }
+      }
     }
   }
 
-  /// Follows the costs back from the total that was chosen.
-  void chooseSlips(const Stretches& stretches, const std::vector<SlipCosts>& before, int total) {
-    slips.assign(stretches.size(), 0);
-    for (std::size_t i = stretches.size(); i > 0; --i) {
-      for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
-        if (std::abs(total - own) <= farthest &&
-            at(before[i - 1], total - own) + costOf(*stretches[i - 1], own) <=
-                at(before[i], total)) {
-          slips[i - 1] = own;
-          total -= own;
-          break;
+  /// Calls `use(from, to, cost)` for each way in which a stretch may change the slip.
+  template <typename Use>
+  static void forEachStep(const BitSequence::Stretch& stretch, Use use) {
+    for (int from = -farthest; from <= farthest; ++from) {
+      for (int own = -farthestSlip; own <= farthestSlip; ++own) {
+        if (std::abs(from + own) <= farthest) {
+          use(from, from + own, costOf(stretch, own));
         }
       }
     }
+  }
+
+  /// The share of ones that each bit of a preset has in this bank, as far as it is known where the
+  /// bits belong; nothing where too few presets tell.
+  std::optional<std::array<float, bitsPerPreset>> sharesOfOnes(std::size_t first,
+                                                               std::size_t end) const {
+    std::array<float, bitsPerPreset> ones{};
+    std::array<float, bitsPerPreset> counts{};
+    float all = 0.0F;
+    for (std::size_t i = 0; i <= stretches.size(); ++i) {
+      if (countMargins[i] < sureMargin) {
+        continue;
+      }
+      forEachBit(between(i, first, end), first, slips[i], [&](std::size_t column, bool value) {
+        counts[column] += 1.0F;
+        ones[column] += value ? 1.0F : 0.0F;
+        all += 1.0F;
+      });
+    }
+    if (all < fewestToCompare * bitsPerPreset) {
+      return std::nullopt;
+    }
+    for (std::size_t column = 0; column < ones.size(); ++column) {
+      ones[column] = (ones[column] + undecided) / (counts[column] + 2.0F * undecided);
+    }
+    return ones;
+  }
+
+  /// Calls `use(column, value)` for each firm bit of a range that lies within the data.
+  template <typename Use>
+  void forEachBit(const IndexRange& range, std::size_t first, int slip, Use use) const {
+    for (std::size_t k = range.begin; k < range.end; ++k) {
+      const std::ptrdiff_t index = static_cast<std::ptrdiff_t>(k - first) + slip;
+      if (index >= 0 && index < static_cast<std::ptrdiff_t>(dataBits) &&
+          sequence.bits[k].margin >= sureMargin) {
+        use(static_cast<std::size_t>(index) % bitsPerPreset, sequence.bits[k].value);
+      }
+    }
+  }
+
+  /// Finds what the likeness of the presets in a bank says about each count of bits. Returns
+  /// whether it says anything.
+  bool weighLikeness(std::size_t first, std::size_t end) {
+    const bool isInDoubt = std::any_of(countMargins.begin(), countMargins.end(),
+                                       [](float margin) { return margin < clearMargin; });
+    const auto shares = isInDoubt ? sharesOfOnes(first, end) : std::nullopt;
+    if (!shares) {
+      return false;
+    }
+    for (std::size_t i = 0; i < likeness.size(); ++i) {
+      for (int slip = -farthest; slip <= farthest; ++slip) {
+        float cost = 0.0F;
+        forEachBit(between(i, first, end), first, slip, [&](std::size_t column, bool value) {
+          const float share = (*shares)[column];
+          cost -= likenessWeight * std::log(value ? share : 1.0F - share);
+        });
+        at(likeness[i], slip) = cost;
+      }
+    }
+    return true;
   }
 
   static float costOf(const BitSequence::Stretch& stretch, int slip) {
@@ -341,8 +431,7 @@ class Framer {
   }
 
   /// The data bits from `first` on with the chosen slips; margins take in what the count costs.
-  std::vector<ReadBit> assemble(std::size_t first, std::size_t end,
-                                const Stretches& stretches) const {
+  std::vector<ReadBit> assemble(std::size_t first, std::size_t end) const {
     std::vector<ReadBit> data;
     std::size_t i = first;
     std::size_t passed = 0;
@@ -356,8 +445,9 @@ class Framer {
         append(sequence.bits[i++]);
       }
       const float countMargin = std::min(countMargins[k], countMargins[k + 1]);
-      if (slips[k] != 0 && stretch.begin >= first) {
-        const auto& reading = stretch.readings[static_cast<std::size_t>(slips[k] + farthestSlip)];
+      const int own = slips[k + 1] - slips[k];
+      if (own != 0 && stretch.begin >= first) {
+        const auto& reading = stretch.readings[static_cast<std::size_t>(own + farthestSlip)];
         for (ReadBit bit : reading.bits) {
           bit.margin = 0.0F;
           data.push_back(bit);
@@ -380,8 +470,12 @@ class Framer {
 
   const BitSequence& sequence;
   std::vector<Take> takes;
-  std::vector<int> slips;           // of the stretches
-  std::vector<float> countMargins;  // before each stretch, and after the last one
+
+  // Of the dump at hand. The places are before each stretch, and after the last one.
+  std::vector<const BitSequence::Stretch*> stretches;
+  std::vector<SlipCosts> likeness;  // of the bits at each place, by the slip there
+  std::vector<int> slips;           // bits gained before each place
+  std::vector<float> countMargins;  // of each place
 };
 
 }  // namespace
