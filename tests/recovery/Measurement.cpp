@@ -97,8 +97,7 @@ void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcom
     ++outcome.recorded;
     outcome.doubted += right && !isSure ? 1 : 0;
     outcome.lost += !right && !isSure ? 1 : 0;
-    // Where the beginning is missing there is only the end to count from: right is enough.
-    if (!right || (!isSure && dump.isRecorded.front())) {
+    if (!right) {
       outcome.whole = false;
       if (outcome.firstBadPreset < 0) {
         outcome.firstBadPreset = static_cast<int>(preset);

@@ -77,13 +77,23 @@ T pick(Strength strength, T mild, T typical, T severe) {
 }
 
 void addDropOuts(TapeChain& chain, Random& random, int count, double shortest, double longest,
-                 double shallowest, double deepest, double widestEdges = 0.15) {
+                 double shallowest, double deepest) {
   for (int i = 0; i < count; ++i) {
     chain.dropOuts.push_back({.place = random.between(-0.02, 1.0),
                               .duration = random.byRatio(shortest, longest),
                               .depth = random.between(shallowest, deepest),
-                              .edges = random.between(0.15, widestEdges)});
+                              .edges = 0.15});
   }
+}
+
+/// The most decibels that an ordinary drop-out takes: a speck lifts the tape off the head far, but
+/// for a moment; a crease lasts, but lets something through. What is silent for longer than six
+/// zero bits, which last as long as seven ones, nobody can read.
+double deepestDropOut(double duration) {
+  constexpr double speck = 0.005;   // seconds
+  constexpr double crease = 0.045;  // seconds
+  const double part = std::clamp(std::log(duration / speck) / std::log(crease / speck), 0.0, 1.0);
+  return 45.0 - 33.0 * part;
 }
 
 /// Tones of other lengths than the nominal ones.
@@ -244,8 +254,13 @@ void drawTape(TapeChain& chain, Random& random) {
   chain.hiss = random.between(18.0, 55.0);
   chain.followingNoise = random.chance(0.5) ? random.between(22.0, 45.0) : 1000.0;
   if (random.chance(0.4)) {
-    addDropOuts(chain, random, static_cast<int>(random.byRatio(1.0, 30.0)), 0.001, 0.045, 4.0,
-                random.chance(0.5) ? 45.0 : 20.0, 0.5);
+    for (auto left = static_cast<int>(random.byRatio(1.0, 30.0)); left > 0; --left) {
+      const double duration = random.byRatio(0.001, 0.045);
+      chain.dropOuts.push_back({.place = random.between(-0.02, 1.0),
+                                .duration = duration,
+                                .depth = random.between(4.0, deepestDropOut(duration)),
+                                .edges = random.between(0.15, 0.5)});
+    }
   }
   if (random.chance(0.2)) {
     chain.clicks = static_cast<int>(random.byRatio(1.0, 20.0));

@@ -17,6 +17,8 @@ using Neighbour = TapeChain::Neighbour;
 
 constexpr double turn = 2.0 * std::numbers::pi;
 constexpr double speedStepsPerSecond = 1000.0;
+constexpr double longWavesLoss =
+    2.0 / 3.0;  // decibels that a drop-out takes, a decibel of the short
 
 float factor(double db) { return static_cast<float>(std::pow(10.0, db / 20.0)); }
 
@@ -149,8 +151,8 @@ class Track {
       const float part = std::min(1.0F, inside / edge);
       const float kept = longWaves.next(samples[i]);
       const float lost = samples[i] - kept;
-      const float gain = factor(-depth * static_cast<double>(part));
-      samples[i] = gain * (kept + lost * std::sqrt(gain));
+      const double loss = depth * static_cast<double>(part);
+      samples[i] = factor(-longWavesLoss * loss) * kept + factor(-loss) * lost;
     }
   }
 

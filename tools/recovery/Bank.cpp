@@ -16,11 +16,14 @@ std::span<const BitReading> presetBits(const Take& take, int preset) {
                                       static_cast<std::size_t>(bitsPerPreset));
 }
 
+bool areSure(std::span<const BitReading> bits) {
+  return std::all_of(bits.begin(), bits.end(), [](const BitReading& bit) {
+    return bit.value >= 0 && bit.margin >= sureMargin;
+  });
+}
+
 bool isSure(const Take& take, int preset) {
-  const auto bits = presetBits(take, preset);
-  return take.beginningIsSure && std::all_of(bits.begin(), bits.end(), [](const BitReading& bit) {
-           return bit.value >= 0 && bit.margin >= sureMargin;
-         });
+  return take.beginningIsSure && areSure(presetBits(take, preset));
 }
 
 bool isMissing(const Take& take, int preset) {
@@ -35,9 +38,9 @@ bool differ(const Take& a, const Take& b, int preset) {
                      [](const BitReading& x, const BitReading& y) { return x.value == y.value; });
 }
 
-float leastMargin(const Take& take, int preset) {
+float leastMargin(std::span<const BitReading> bits) {
   float least = cleanMargin;
-  for (const BitReading& bit : presetBits(take, preset)) {
+  for (const BitReading& bit : bits) {
     least = std::min(least, bit.value < 0 ? -1.0F : bit.margin);
   }
   return least;
@@ -117,8 +120,8 @@ bool isCountDoubtful(const Take& take) {
 }
 
 /// Why a preset with `doubtful` doubtful bits, of which `worst` is the least sure, is not sure.
-Reason reasonOf(const Take& take, int preset, const BitReading& worst, int doubtful) {
-  const auto bits = presetBits(take, preset);
+Reason reasonOf(const Take& take, std::span<const BitReading> bits, const BitReading& worst,
+                int doubtful) {
   if (std::any_of(bits.begin(), bits.end(), [](const BitReading& b) { return b.value < 0; })) {
     return Reason::NotRecorded;
   }
@@ -132,12 +135,11 @@ Reason reasonOf(const Take& take, int preset, const BitReading& worst, int doubt
 }
 
 /// Fills in which bits of a preset are not sure, where the least sure one lies, and why.
-void explain(PresetReading& result, const Take& take, int preset) {
+void explain(PresetReading& result, std::span<const BitReading> bits, const Take& take) {
   result.reason = Reason::None;
   if (result.verdict == Verdict::Sure) {
     return;
   }
-  const auto bits = presetBits(take, preset);
   const BitReading* worst = nullptr;
   int doubtful = 0;
   for (std::size_t i = 0; i < bits.size(); ++i) {
@@ -151,7 +153,7 @@ void explain(PresetReading& result, const Take& take, int preset) {
     }
   }
   result.worstTime = worst->start;
-  result.reason = reasonOf(take, preset, *worst, doubtful);
+  result.reason = reasonOf(take, bits, *worst, doubtful);
 }
 
 /// The take that is best for a preset: a sure one, then the one with the largest margin. -1 where
@@ -164,7 +166,7 @@ int bestForPreset(std::span<const Take> takes, int preset) {
       continue;
     }
     const float rank =
-        leastMargin(takes[i], preset) + (isSure(takes[i], preset) ? cleanMargin : 0.0F);
+        leastMargin(presetBits(takes[i], preset)) + (isSure(takes[i], preset) ? cleanMargin : 0.0F);
     if (best < 0 || rank > highest) {
       best = static_cast<int>(i);
       highest = rank;
@@ -179,6 +181,38 @@ bool isContradicted(std::span<const Take> takes, int best, int preset) {
   return isSure(take, preset) && std::any_of(takes.begin(), takes.end(), [&](const Take& other) {
            return isSure(other, preset) && differ(take, other, preset);
          });
+}
+
+/// The bits of a preset as take `best` has them, with what the other takes say of each where that
+/// one alone is not sure.
+std::vector<BitReading> joinBits(std::span<const Take> takes, std::size_t best, int preset) {
+  const auto own = presetBits(takes[best], preset);
+  std::vector<BitReading> bits(own.begin(), own.end());
+  if (areSure(bits) || !takes[best].beginningIsSure) {
+    return bits;
+  }
+  // A bit that one take is very sure of must not outvote one that is as sure of the other value.
+  const auto weight = [](const BitReading& bit) { return std::min(bit.margin, 2.0F * sureMargin); };
+  for (BitReading& bit : bits) {
+    bit.margin = weight(bit);
+  }
+  for (std::size_t k = 0; k < takes.size(); ++k) {
+    if (k == best || !takes[k].beginningIsSure) {
+      continue;
+    }
+    const auto other = presetBits(takes[k], preset);
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+      BitReading& bit = bits[i];
+      if (bit.value < 0 || other[i].value < 0) {
+        continue;
+      }
+      const float sum =
+          bit.margin + (other[i].value == bit.value ? 1.0F : -1.0F) * weight(other[i]);
+      bit.value = sum < 0.0F ? other[i].value : bit.value;
+      bit.margin = std::abs(sum);
+    }
+  }
+  return bits;
 }
 
 /// Packs 192 bits into the 24 bytes at `record`.
@@ -222,13 +256,13 @@ BankReading readBank(std::span<const Take> takes) {
       continue;
     }
     const Take& take = takes[static_cast<std::size_t>(best)];
-    const auto bits = presetBits(take, preset);
+    const std::vector<BitReading> bits = joinBits(takes, static_cast<std::size_t>(best), preset);
     PresetReading& result = reading.presets[static_cast<std::size_t>(preset)];
     result.take = best;
     result.span = {bits.front().start, bits.back().end};
-    result.margin = leastMargin(take, preset);
-    result.verdict = isSure(take, preset) ? Verdict::Sure : Verdict::Doubtful;
-    explain(result, take, preset);
+    result.margin = leastMargin(bits);
+    result.verdict = take.beginningIsSure && areSure(bits) ? Verdict::Sure : Verdict::Doubtful;
+    explain(result, bits, take);
     if (isContradicted(takes, best, preset)) {
       result.verdict = Verdict::Doubtful;
       result.reason = Reason::TakesDisagree;

@@ -14,11 +14,12 @@ namespace recovery {
 namespace {
 
 constexpr int oneLength = 12 * samplesPerShort;
-constexpr int slack = 4;                // tape samples by which a bit may be longer or shorter
-constexpr double slackDeviation = 0.8;  // tape samples
+constexpr int slack = 5;                     // tape samples by which a bit may be longer or shorter
+constexpr double leastSlackDeviation = 0.8;  // tape samples
+constexpr double mostSlackDeviation = 2.0;
 constexpr double impossible = -1.0e30;
 constexpr double leastHiss = 1.0e-7;         // mean square; the tones' is about 0.5
-constexpr float weakMargin = 90.0F;          // nats under which a bit belongs to a weak stretch
+constexpr float weakMargin = 36.0F;          // nats under which a bit belongs to a weak stretch
 constexpr std::size_t joinedGap = 4;         // firm bits between weak ones that part no stretches
 constexpr std::size_t longestStretch = 300;  // bits
 constexpr int fewestToLearn = 4;
@@ -32,8 +33,21 @@ Lengths lengthsOf(const TapeSignal& signal) {
   return {static_cast<int>(std::lround(signal.zeroLength)), oneLength};
 }
 
-/// What a bit costs, in nats, that is `by` tape samples longer or shorter than it should be.
-constexpr double slackCost(int by) { return by * by / (2.0 * slackDeviation * slackDeviation); }
+/// What a bit costs, in nats, that is some tape samples longer or shorter than it should be.
+class SlackCosts {
+ public:
+  /// `deviation` of the lengths, in tape samples.
+  explicit SlackCosts(double deviation) {
+    for (int by = -slack; by <= slack; ++by) {
+      costs[static_cast<std::size_t>(by + slack)] = by * by / (2.0 * deviation * deviation);
+    }
+  }
+
+  double operator()(int by) const { return costs[static_cast<std::size_t>(by + slack)]; }
+
+ private:
+  std::array<double, 2 * slack + 1> costs{};
+};
 
 /// Where the best path to each tape sample comes from.
 struct Step {
@@ -132,18 +146,21 @@ std::vector<PathBit> tracePath(int end, int value, const Lengths& lengths, StepA
 
 namespace {
 
-/// Whether enough of the bits are tones, and not just the best that can be made of noise.
-bool holdTones(const std::vector<float>& samples, const std::array<ToneEnergy, 2>& tones,
-               const std::vector<PathBit>& bits) {
+/// Sets how far each bit is the tone of its value. Returns whether enough of them are, and not just
+/// the best that can be made of noise.
+bool describeTones(const std::vector<float>& samples, const std::array<ToneEnergy, 2>& tones,
+                   std::vector<PathBit>& bits) {
   int count = 0;
-  for (const PathBit& bit : bits) {
+  for (PathBit& bit : bits) {
     const auto start = static_cast<std::size_t>(bit.start);
     const ToneEnergy& tone = tones[bit.value ? 1 : 0];
     double energy = 0.0;
     for (std::size_t i = start; i < start + tone.length(); ++i) {
       energy += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
     }
-    count += tone.energy(start) > leastTonePart * energy && energy > 0.0 ? 1 : 0;
+    bit.gain = 1.0F;
+    bit.fit = energy > 0.0 ? static_cast<float>(tone.energy(start) / energy) : 0.0F;
+    count += static_cast<double>(bit.fit) > leastTonePart ? 1 : 0;
   }
   return count >= fewestTones;
 }
@@ -161,6 +178,7 @@ std::vector<PathBit> readByEnergy(const TapeSignal& signal) {
       ToneEnergy(signal.samples, signal.zeroLength / 2.0, lengths[0]),
       ToneEnergy(signal.samples, 2.0 * samplesPerShort, lengths[1])};
 
+  const SlackCosts slackCost(leastSlackDeviation);
   // Bits begin anywhere: every path covers the signal from its first samples on.
   constexpr double noise = 0.05;
   std::vector<double> best(static_cast<std::size_t>(size) + 1, impossible);
@@ -195,7 +213,7 @@ std::vector<PathBit> readByEnergy(const TapeSignal& signal) {
     bits.push_back({.start = position, .length = length, .value = values[at] != 0});
   }
   std::reverse(bits.begin(), bits.end());
-  return holdTones(signal.samples, tones, bits) ? bits : std::vector<PathBit>();
+  return describeTones(signal.samples, tones, bits) ? bits : std::vector<PathBit>();
 }
 
 namespace {
@@ -215,7 +233,7 @@ class Waves {
       const auto which = index(bits[k - 1].value, bits[k].value);
       std::vector<float>& wave = waves[which];
       const auto start = static_cast<std::size_t>(bits[k].start);
-      if (start + wave.size() > samples.size()) {
+      if (start + wave.size() > samples.size() || !bits[k].hasTone()) {
         continue;
       }
       ++counts[which];
@@ -224,13 +242,13 @@ class Waves {
       }
     }
     for (std::size_t value = 0; value < 2; ++value) {
-      if (counts[value] + counts[value + 2] < fewestToLearn) {
+      if (counts[value] + counts[value + 2] == 0) {
         return false;
       }
       // A neighbourhood that hardly occurs takes the wave of the other one.
       for (const std::size_t which : {value, value + 2}) {
         const std::size_t other = 2 * value + 2 - which;
-        if (counts[which] < fewestToLearn) {
+        if (counts[which] < fewestToLearn && counts[which] < counts[which ^ 2U]) {
           waves[which] = waves[other];
         }
       }
@@ -249,6 +267,11 @@ class Waves {
       }
     }
     return true;
+  }
+
+  /// The wave of a bit after another; its energy is 1.
+  const std::vector<float>& after(bool before, bool value) const {
+    return waves[index(before, value)];
   }
 
   static std::size_t index(bool before, bool value) {
@@ -340,8 +363,11 @@ class Whitened {
 /// The likeliest cut into bits by the waves, and all that can be asked of the ways around it.
 class WaveDecoder {
  public:
-  WaveDecoder(const TapeSignal& tapeSignal, const Waves& waves, double hiss)
-      : signal(tapeSignal.samples, hiss),
+  WaveDecoder(const TapeSignal& tapeSignal, const Waves& learned, double hiss,
+              double slackDeviation)
+      : waves(learned),
+        slackCost(slackDeviation),
+        signal(tapeSignal.samples, hiss),
         lengths(lengthsOf(tapeSignal)),
         size(static_cast<int>(tapeSignal.samples.size())) {
     waves.correlate(signal.samples, scores);
@@ -413,9 +439,25 @@ class WaveDecoder {
     return std::max(static_cast<double>(std::min(rest, quantile(quiet, 0.02))), leastHiss);
   }
 
+  /// The deviation of the bits' lengths, in tape samples.
+  double measureSlack(const std::vector<PathBit>& bits) const {
+    double sum = 0.0;
+    int count = 0;
+    for (const PathBit& bit : bits) {
+      if (bit.hasTone()) {
+        const int by = bit.length - lengths[bit.value ? 1 : 0];
+        sum += by * by;
+        ++count;
+      }
+    }
+    return std::clamp(0.75 * std::sqrt(sum / std::max(1, count)), leastSlackDeviation,
+                      mostSlackDeviation);
+  }
+
   /// Sets the margins of the bits of the best path, by the best ways from its end back.
   void setMargins(std::vector<PathBit>& bits) {
     backward();
+    colour = measureColour(bits);
     for (std::size_t k = 0; k < bits.size(); ++k) {
       PathBit& bit = bits[k];
       const int other = bit.value ? 0 : 1;
@@ -505,6 +547,40 @@ class WaveDecoder {
     }
   }
 
+  /// How many times denser than white noise of its energy the rest is where it is densest: what the
+  /// waves leave of the bits, by how alike its neighbouring samples are.
+  float measureColour(const std::vector<PathBit>& bits) const {
+    constexpr std::size_t lags = 12;
+    std::array<double, lags + 1> products{};
+    std::vector<float> rest;
+    bool before = !bits.empty() && bits.front().value;
+    for (const PathBit& bit : bits) {
+      const std::vector<float>& wave = waves.after(before, bit.value);
+      const auto start = static_cast<std::size_t>(bit.start);
+      if (bit.hasTone()) {
+        const float gain = std::sqrt(2.0F * score(before, bit.value, start));
+        rest.resize(wave.size());
+        for (std::size_t i = 0; i < wave.size(); ++i) {
+          rest[i] = signal.samples[start + i] - gain * wave[i];
+        }
+        for (std::size_t lag = 0; lag <= lags; ++lag) {
+          float product = 0.0F;
+          for (std::size_t i = lag; i < rest.size(); ++i) {
+            product += rest[i] * rest[i - lag];
+          }
+          products[lag] += static_cast<double>(product);
+        }
+      }
+      before = bit.value;
+    }
+    double sum = 1.0;
+    for (std::size_t lag = 1; lag <= lags && products[0] > 0.0; ++lag) {
+      const double likeness = products[lag] / products[0];
+      sum += 2.0 * likeness * likeness;
+    }
+    return static_cast<float>(sum);
+  }
+
   /// How much less a margin counts where more is left unexplained than usual.
   float noiseShare(const std::vector<PathBit>& bits, std::size_t k) const {
     constexpr std::size_t reach = 3;
@@ -515,7 +591,7 @@ class WaveDecoder {
       rest += restOf(bits[i]);
     }
     rest /= static_cast<double>(end - begin);
-    return static_cast<float>(1.0 / std::max(1.0, rest));
+    return static_cast<float>(1.0 / (std::max(1.0, rest) * static_cast<double>(colour)));
   }
 
   void backward() {
@@ -679,9 +755,12 @@ class WaveDecoder {
     }
   }
 
+  Waves waves;
+  SlackCosts slackCost;
   Whitened signal;
   Lengths lengths;
   int size;
+  float colour = 1.0F;  // of the noise: its density at the tones against that of white noise
   std::array<std::vector<float>, 4> scores;  // by the value before and the bit's own, nats
   std::vector<double> energies;              // of the samples before each
   std::array<std::vector<double>, 2> best;   // of the paths to each sample, by their last value
@@ -707,7 +786,7 @@ void alignToPhase(const TapeSignal& signal, std::vector<PathBit>& bits) {
     std::complex<double> usual(0.0, 0.0);
     for (std::size_t k = 1; k < bits.size(); ++k) {
       if ((bits[k].value ? 1U : 0U) == value && bits[k - 1].value != bits[k].value &&
-          bits[k].start < last) {
+          bits[k].hasTone() && bits[k].start < last) {
         usual += phaseOf(bits[k]);
       }
     }
@@ -735,14 +814,16 @@ BitPath readByWaves(const TapeSignal& signal, const std::vector<PathBit>& first)
   alignToPhase(signal, bits);
   Waves waves(lengthsOf(signal));
   double hiss = 1.0e-3;
+  double slackDeviation = leastSlackDeviation;
   constexpr int passes = 2;
   for (int pass = 0; pass < passes; ++pass) {
     if (!waves.learn(signal.samples, bits)) {
       return path;
     }
-    WaveDecoder decoder(signal, waves, hiss);
+    WaveDecoder decoder(signal, waves, hiss, slackDeviation);
     bits = decoder.forward();
     hiss = decoder.measureHiss(bits);
+    slackDeviation = decoder.measureSlack(bits);
   }
   if (!waves.learn(signal.samples, bits)) {
     return path;
@@ -750,7 +831,7 @@ BitPath readByWaves(const TapeSignal& signal, const std::vector<PathBit>& first)
   if (!waves.areTones()) {
     return path;
   }
-  WaveDecoder decoder(signal, waves, hiss);
+  WaveDecoder decoder(signal, waves, hiss, slackDeviation);
   bits = decoder.forward();
   decoder.setMargins(bits);
   path.weakStretches = decoder.findWeakStretches(bits);

@@ -59,7 +59,7 @@ struct BitPath {
 };
 
 /// Cuts the signal into bits in a first way, by the energies of the two tones, that needs nothing
-/// but the tones' lengths. Margins, gains and fits are not set. Nothing where hardly a bit is a
+/// but the tones' lengths. Margins are not set, and gains are 1. Nothing where hardly a bit is a
 /// tone: there it is no dump.
 std::vector<PathBit> readByEnergy(const TapeSignal& signal);
 

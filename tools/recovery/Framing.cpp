@@ -15,7 +15,7 @@ constexpr std::size_t longLeader = 100;     // one bits that outweigh a missing 
 constexpr std::size_t fewestBits = bitsPerPreset;
 constexpr double fewestFirm = 0.6;  // part of a dump's bits that must be firm
 constexpr double fewestFirmWithoutLeader = 0.9;
-constexpr float endCost = 60.0F;  // nats that it takes to believe that the end is not the end
+constexpr float endCost = 40.0F;  // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
@@ -267,13 +267,14 @@ class Framer {
          i < marker; ++i) {
       least = std::min(least, sequence.bits[i].margin);
     }
-    if (endIsClean) {
-      return beginning.leaderOnes >= shortestLeader ||
-             (least >= sureMargin && isExactFromTones(beginning, range));
+    if (least < sureMargin) {
+      return false;
     }
-    return least >= sureMargin &&
-           (beginning.leaderOnes >= longLeader ||
-            (beginning.leaderOnes >= plainLeader && isAtStart && sequence.beginsInSilence));
+    if (endIsClean) {
+      return beginning.leaderOnes >= shortestLeader || isExactFromTones(beginning, range);
+    }
+    return beginning.leaderOnes >= longLeader ||
+           (beginning.leaderOnes >= plainLeader && isAtStart && sequence.beginsInSilence);
   }
 
   /// The part of the bits from `begin` to `end`, or as many as data has, that are firm by

@@ -10,6 +10,7 @@
 
 #include "recovery/Bank.h"
 #include "recovery/Bits.h"
+#include "recovery/ChannelMix.h"
 #include "recovery/Filter.h"
 #include "recovery/Framing.h"
 #include "recovery/HalfPeriods.h"
@@ -124,23 +125,33 @@ std::vector<Take> readRegion(const std::vector<std::vector<float>>& channels, do
   std::vector<float> levels(channels.size());
   std::transform(channels.begin(), channels.end(), levels.begin(), levelOf);
   const float loudest = *std::max_element(levels.begin(), levels.end());
+  std::vector<std::size_t> live;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    const bool isRepeated = std::any_of(live.begin(), live.end(),
+                                        [&](std::size_t k) { return channels[k] == channels[i]; });
+    if (levels[i] >= leastShare * loudest && !isRepeated) {
+      live.push_back(i);
+    }
+  }
 
   std::vector<Take> takes;
-  for (std::size_t i = 0; i < channels.size(); ++i) {
-    const bool isRepeated =
-        std::find(channels.begin(), channels.begin() + static_cast<std::ptrdiff_t>(i),
-                  channels[i]) != channels.begin() + static_cast<std::ptrdiff_t>(i);
-    if (levels[i] < leastShare * loudest || isRepeated) {
-      continue;
-    }
-    std::vector<Take> found = readChannel(channels[i], sampleRate);
+  const auto readAs = [&](const std::vector<float>& samples, std::size_t index) {
+    std::vector<Take> found = readChannel(samples, sampleRate);
     for (Take& take : found) {
-      take.channelIndex = static_cast<int>(i);
+      take.channelIndex = static_cast<int>(index);
     }
     takes = mergeTakes(std::move(takes), found);
+  };
+  for (const std::size_t i : live) {
+    readAs(channels[i], i);
     if (isWhole(takes)) {
-      break;
+      return takes;
     }
+  }
+  if (live.size() > 1) {
+    std::sort(live.begin(), live.end(),
+              [&levels](std::size_t a, std::size_t b) { return levels[a] > levels[b]; });
+    readAs(mixChannels(channels[live[0]], channels[live[1]], sampleRate), live[0]);
   }
   return takes;
 }

@@ -207,32 +207,4 @@ double SpeedTrack::shortHalfPeriod(double time) const {
   return shortLengths[index] * (1.0 - part) + shortLengths[next] * part;
 }
 
-void SpeedTrack::correct(const std::vector<double>& times, const std::vector<double>& factors) {
-  std::vector<double> corrections(shortLengths.size(), 0.0);
-  std::size_t begin = 0;
-  std::size_t end = 0;
-  for (std::size_t i = 0; i < corrections.size(); ++i) {
-    const double time = static_cast<double>(i) * hop;
-    while (begin < times.size() && times[begin] < time - hop) {
-      ++begin;
-    }
-    while (end < times.size() && times[end] < time + hop) {
-      ++end;
-    }
-    if (end > begin + 3) {
-      double sum = 0.0;
-      for (std::size_t k = begin; k < end; ++k) {
-        sum += factors[k];
-      }
-      corrections[i] = sum / static_cast<double>(end - begin);
-    }
-  }
-  fillGaps(corrections);
-  for (std::size_t i = 0; i < corrections.size(); ++i) {
-    if (corrections[i] > 0.0) {
-      shortLengths[i] *= corrections[i];
-    }
-  }
-}
-
 }  // namespace recovery

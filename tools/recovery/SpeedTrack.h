@@ -19,13 +19,6 @@ class SpeedTrack {
   /// Lengths of the long half-periods against the short ones; about 3.5.
   double ratio() const { return longToShort; }
 
-  /// Corrects the track by what the bits themselves tell: around `times[i]`, ascending,
-  /// half-periods were `factors[i]` times as long as the track has them.
-  void correct(const std::vector<double>& times, const std::vector<double>& factors);
-
-  /// Corrects the ratio by a factor.
-  void correctRatio(double factor) { longToShort *= factor; }
-
   /// Moments of the track, seconds, and the length of a short half-period there.
   static constexpr double hop = 0.025;
   const std::vector<double>& lengths() const { return shortLengths; }

@@ -12,7 +12,7 @@ inline constexpr int bitsPerPreset = 8 * presetSize;
 inline constexpr int bitsPerBank = presetCount * bitsPerPreset;
 
 /// Nats from which on a bit counts as sure.
-inline constexpr float sureMargin = 50.0F;
+inline constexpr float sureMargin = 16.0F;
 
 /// A stretch of a recording, in seconds from its first sample.
 struct Span {
