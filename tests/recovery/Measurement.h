@@ -7,7 +7,7 @@
 
 /// What came of one recording of the model, or of several takes of one dump.
 struct Outcome {
-  bool whole = false;           // every recorded preset is sure and right, and no other is sure
+  bool whole = false;           // every recorded preset is right, and no other is sure
   bool converterWhole = false;  // the converter reads the first of them right as it stands
   bool found = false;           // a dump was found
   int recorded = 0;             // presets that the recording holds

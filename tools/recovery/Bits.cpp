@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "recovery/Quantile.h"
+#include "recovery/Take.h"
 
 namespace recovery {
 
@@ -229,11 +230,12 @@ class Waves {
     for (std::size_t i = 0; i < 4; ++i) {
       waves[i].assign(static_cast<std::size_t>(lengths[i % 2]), 0.0F);
     }
+    const std::array<bool, 2> isRare = findRare(bits);
     for (std::size_t k = 1; k < bits.size(); ++k) {
       const auto which = index(bits[k - 1].value, bits[k].value);
       std::vector<float>& wave = waves[which];
       const auto start = static_cast<std::size_t>(bits[k].start);
-      if (start + wave.size() > samples.size() || !bits[k].hasTone()) {
+      if (start + wave.size() > samples.size() || (isRare[which % 2] && !bits[k].hasTone())) {
         continue;
       }
       ++counts[which];
@@ -242,15 +244,14 @@ class Waves {
       }
     }
     for (std::size_t value = 0; value < 2; ++value) {
-      if (counts[value] + counts[value + 2] == 0) {
+      if (counts[value] + counts[value + 2] < (isRare[value] ? 1 : fewestToLearn)) {
         return false;
       }
       // A neighbourhood that hardly occurs takes the wave of the other one.
-      for (const std::size_t which : {value, value + 2}) {
-        const std::size_t other = 2 * value + 2 - which;
-        if (counts[which] < fewestToLearn && counts[which] < counts[which ^ 2U]) {
-          waves[which] = waves[other];
-        }
+      if (counts[value] < std::min(fewestToLearn, counts[value + 2])) {
+        waves[value] = waves[value + 2];
+      } else if (counts[value + 2] < std::min(fewestToLearn, counts[value] + 1)) {
+        waves[value + 2] = waves[value];
       }
     }
     for (std::vector<float>& wave : waves) {
@@ -303,6 +304,18 @@ class Waves {
  private:
   static constexpr double zeroCycles = 2.0;
   static constexpr double oneCycles = 6.0;
+
+  /// Which values hardly occur as tones in what holds many of the other: in a bank of one value the
+  /// marker or the leader may be all that there is, and what else looks like it is noise.
+  static std::array<bool, 2> findRare(const std::vector<PathBit>& bits) {
+    constexpr int many = bitsPerBank / 2;
+    constexpr int few = 500;
+    std::array<int, 2> counts{};
+    for (const PathBit& bit : bits) {
+      counts[bit.value ? 1 : 0] += bit.hasTone() ? 1 : 0;
+    }
+    return {counts[0] < few && counts[1] >= many, counts[1] < few && counts[0] >= many};
+  }
 
   /// The part of a wave's energy, which is 1, in a sine of so many cycles.
   static double shareOf(const std::vector<float>& wave, double cycles) {

@@ -20,7 +20,7 @@ constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
 constexpr float clearMargin = 200.0F;       // of a count that nothing else need confirm
-constexpr float fewestToCompare = 4.0F;     // presets
+constexpr std::size_t fewestToCompare = 4;  // presets
 constexpr float undecided = 4.0F;           // presets of either value that each share begins with
 constexpr float likenessWeight = 0.5F;      // presets are not drawn by chance
 constexpr std::size_t dataBits = static_cast<std::size_t>(bitsPerBank);
@@ -194,6 +194,16 @@ class Framer {
     return std::nullopt;
   }
 
+  /// Whether the tones are firm up to the end, and do not end in a drop-out. The last bit has
+  /// nothing after it to bear it out.
+  bool isFirmBefore(std::size_t end) const {
+    constexpr std::size_t reach = 6;
+    return end > reach &&
+           std::all_of(sequence.bits.begin() + static_cast<std::ptrdiff_t>(end - reach),
+                       sequence.bits.begin() + static_cast<std::ptrdiff_t>(end - 1),
+                       [](const ReadBit& bit) { return bit.margin >= sureMargin; });
+  }
+
   void build(const Beginning& beginning, const IndexRange& range, const IndexRange& tones) {
     const std::optional<std::size_t> knownEnd = findEnd(beginning, range, tones);
     const std::size_t end = knownEnd.value_or(range.end);
@@ -207,14 +217,13 @@ class Framer {
         stretches.push_back(&stretch);
       }
     }
-    const std::optional<int> missing =
-        knownEnd
-            ? std::optional(static_cast<int>(dataBits) - static_cast<int>(end - beginning.firstBit))
-            : std::nullopt;
+    const int missing =
+        static_cast<int>(dataBits) - static_cast<int>(end - std::min(end, beginning.firstBit));
+    const float endPenalty = knownEnd && isFirmBefore(*knownEnd) ? endCost : 0.0F;
     likeness.assign(stretches.size() + 1, SlipCosts{});
-    resolve(missing);
+    resolve(missing, endPenalty);
     if (!isCountedBack && weighLikeness(beginning.firstBit, end)) {
-      resolve(missing);
+      resolve(missing, endPenalty);
     }
     std::vector<ReadBit> data = assemble(beginning.firstBit, end);
     const bool endIsClean = isWhole && data.size() == dataBits;
@@ -223,9 +232,10 @@ class Framer {
       offset = dataBits - data.size();
     }
     data.resize(std::min(data.size(), dataBits));
-    const double firm = firmPart(beginning.firstBit, end);
+    const bool hasLeader = beginning.leaderOnes >= plainLeader;
     if (data.size() < fewestBits ||
-        firm < (beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader)) {
+        firmPart(beginning.firstBit, end) < (hasLeader ? fewestFirm : fewestFirmWithoutLeader) ||
+        (beginning.leaderOnes < shortestLeader && isSteady(data))) {
       return;
     }
 
@@ -277,6 +287,15 @@ class Framer {
            (beginning.leaderOnes >= plainLeader && isAtStart && sequence.beginsInSilence);
   }
 
+  /// Whether the bits are hardly more than one tone, as a whistle or a note is.
+  static bool isSteady(const std::vector<ReadBit>& bits) {
+    constexpr std::ptrdiff_t few = 20;  // one bit of so many
+    const auto ones =
+        std::count_if(bits.begin(), bits.end(), [](const ReadBit& bit) { return bit.value; });
+    const auto all = static_cast<std::ptrdiff_t>(bits.size());
+    return ones * few < all || (all - ones) * few < all;
+  }
+
   /// The part of the bits from `begin` to `end`, or as many as data has, that are firm by
   /// themselves.
   double firmPart(std::size_t begin, std::size_t end) const {
@@ -298,7 +317,7 @@ class Framer {
   /// Chooses the slip of each stretch such that the data end where the tones end, `missing` bits
   /// from now, if that is likelier than that they do not, and such that the presets look alike.
   /// Finds for each place what another count would cost.
-  void resolve(std::optional<int> missing) {
+  void resolve(int missing, float endPenalty) {
     const std::size_t count = stretches.size();
     SlipCosts none;
     none.fill(impossible);
@@ -306,7 +325,7 @@ class Framer {
     std::vector<SlipCosts> onward(count + 1, none);  // of all after it
     at(upTo[0], 0) = 0.0F;
     for (int slip = -farthest; slip <= farthest; ++slip) {
-      at(onward[count], slip) = missing && slip != *missing ? endCost : 0.0F;
+      at(onward[count], slip) = slip == missing ? 0.0F : endPenalty;
     }
     for (std::size_t i = 0; i < count; ++i) {
       forEachStep(*stretches[i], [&](int from, int to, float cost) {
@@ -360,30 +379,37 @@ class Framer {
     }
   }
 
-  /// The share of ones that each bit of a preset has in this bank, as far as it is known where the
-  /// bits belong; nothing where too few presets tell.
-  std::optional<std::array<float, bitsPerPreset>> sharesOfOnes(std::size_t first,
-                                                               std::size_t end) const {
+  /// How often each bit of a preset is a one in this bank.
+  struct Columns {
     std::array<float, bitsPerPreset> ones{};
     std::array<float, bitsPerPreset> counts{};
-    float all = 0.0F;
+
+    void add(std::size_t column, bool value, float times) {
+      counts[column] += times;
+      ones[column] += value ? times : 0.0F;
+    }
+
+    float shareOf(std::size_t column, bool value) const {
+      const float share = (ones[column] + undecided) / (counts[column] + 2.0F * undecided);
+      return value ? share : 1.0F - share;
+    }
+  };
+
+  bool isCountSure(std::size_t place) const { return countMargins[place] >= sureMargin; }
+
+  /// Counts the bits of which it is known where they belong; nothing where too few presets tell.
+  std::optional<Columns> countColumns(std::size_t first, std::size_t end) const {
+    Columns columns;
+    std::size_t all = 0;
     for (std::size_t i = 0; i <= stretches.size(); ++i) {
-      if (countMargins[i] < sureMargin) {
-        continue;
+      if (isCountSure(i)) {
+        forEachBit(between(i, first, end), first, slips[i], [&](std::size_t column, bool value) {
+          columns.add(column, value, 1.0F);
+          ++all;
+        });
       }
-      forEachBit(between(i, first, end), first, slips[i], [&](std::size_t column, bool value) {
-        counts[column] += 1.0F;
-        ones[column] += value ? 1.0F : 0.0F;
-        all += 1.0F;
-      });
     }
-    if (all < fewestToCompare * bitsPerPreset) {
-      return std::nullopt;
-    }
-    for (std::size_t column = 0; column < ones.size(); ++column) {
-      ones[column] = (ones[column] + undecided) / (counts[column] + 2.0F * undecided);
-    }
-    return ones;
+    return all < fewestToCompare * bitsPerPreset ? std::nullopt : std::optional(columns);
   }
 
   /// Calls `use(column, value)` for each firm bit of a range that lies within the data.
@@ -402,17 +428,20 @@ class Framer {
   /// whether it says anything.
   bool weighLikeness(std::size_t first, std::size_t end) {
     const bool isInDoubt = std::any_of(countMargins.begin(), countMargins.end(),
-                                       [](float margin) { return margin < clearMargin; });
-    const auto shares = isInDoubt ? sharesOfOnes(first, end) : std::nullopt;
-    if (!shares) {
+                                       [](float margin) { return margin < sureMargin; });
+    std::optional<Columns> columns = isInDoubt ? countColumns(first, end) : std::nullopt;
+    if (!columns) {
       return false;
     }
     for (std::size_t i = 0; i < likeness.size(); ++i) {
       for (int slip = -farthest; slip <= farthest; ++slip) {
+        // No bit bears witness for itself.
+        const float self = isCountSure(i) && slip == slips[i] ? 1.0F : 0.0F;
         float cost = 0.0F;
         forEachBit(between(i, first, end), first, slip, [&](std::size_t column, bool value) {
-          const float share = (*shares)[column];
-          cost -= likenessWeight * std::log(value ? share : 1.0F - share);
+          columns->add(column, value, -self);
+          cost -= likenessWeight * std::log(columns->shareOf(column, value));
+          columns->add(column, value, self);
         });
         at(likeness[i], slip) = cost;
       }
@@ -447,11 +476,12 @@ class Framer {
       }
       const float countMargin = std::min(countMargins[k], countMargins[k + 1]);
       const int own = slips[k + 1] - slips[k];
-      if (own != 0 && stretch.begin >= first) {
+      if (own != 0) {
         const auto& reading = stretch.readings[static_cast<std::size_t>(own + farthestSlip)];
-        for (ReadBit bit : reading.bits) {
-          bit.margin = 0.0F;
-          data.push_back(bit);
+        // What lies before the data is the marker and the leader, whatever follows.
+        for (std::size_t n = first - std::min(first, stretch.begin); n < reading.bits.size(); ++n) {
+          data.push_back(reading.bits[n]);
+          data.back().margin = 0.0F;
         }
         i = std::max(i, stretch.end);
       } else {

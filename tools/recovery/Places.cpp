@@ -57,6 +57,7 @@ WavePiece waveAround(double time, const std::vector<float>& recorded, double sam
 /// lost or gained elsewhere is no place.
 std::vector<DoubtfulPlace> findPlaces(const Take& take, const BitSequence& sequence) {
   std::vector<DoubtfulPlace> places;
+  const BitSequence::Stretch* lastStretch = nullptr;
   const int size = static_cast<int>(take.bits.size());
   for (int k = 0; k < size; ++k) {
     const BitReading& bit = take.bits[static_cast<std::size_t>(k)];
@@ -69,8 +70,8 @@ std::vector<DoubtfulPlace> findPlaces(const Take& take, const BitSequence& seque
       continue;
     }
     DoubtfulPlace* last = places.empty() ? nullptr : &places.back();
-    if (last != nullptr && k - (last->firstBit + last->bitCount) < joinedGap &&
-        k - last->firstBit < longestPlace) {
+    if (last != nullptr && stretch == lastStretch &&
+        k - (last->firstBit + last->bitCount) < joinedGap && k - last->firstBit < longestPlace) {
       last->bitCount = k - last->firstBit + 1;
       last->margin = std::min(last->margin, bit.margin);
       last->span.end = bit.end;
@@ -78,6 +79,7 @@ std::vector<DoubtfulPlace> findPlaces(const Take& take, const BitSequence& seque
       places.push_back(
           {.span = {bit.start, bit.end}, .firstBit = k, .bitCount = 1, .margin = bit.margin});
     }
+    lastStretch = stretch;
   }
   return places;
 }
