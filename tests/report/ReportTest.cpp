@@ -118,6 +118,16 @@ TEST(TextReport, NamesPlaceOfADoubtfulPreset) {
   EXPECT_TRUE(contains(text, "2-3  0:10.500  sample 463,050  "));
 }
 
+TEST(TextReport, SaysOnceThatManyPresetsAreDoubtfulTogether) {
+  report::Results results = madeResults();
+  for (int record = 3; record < presetCount; ++record) {
+    makeDoubtful(results, record, Reason::Beginning);
+  }
+  const std::string text = report::textReport(results);
+  EXPECT_TRUE(contains(text, "37 presets, 1-4 to 5-8: "));
+  EXPECT_FALSE(contains(text, "  1-4  "));
+}
+
 TEST(Labels, LieWhereThingsAre) {
   report::Results results = madeResults();
   makeDoubtful(results, 1, Reason::DropOut);

@@ -29,28 +29,30 @@ struct Rule {
 
 constexpr std::array<Rule, 20> rules{{
     {Cause::DropOut, "drop-out", "ms", 0.2, 0.2,
-     "Clean the heads, record the tape again, and give both recordings together."},
+     "Clean the heads, record again, and give this program both recordings."},
     {Cause::CutBeginning, "cut-beginning", "bits", 1.0, 1.0,
-     "Record again, and begin a second before the steady tone."},
+     "Record again, and begin a second before the steady tone (the leader)."},
     {Cause::CutEnd, "cut-end", "bits", 1.0, 1.0,
-     "Record again, and stop a second after the tone has ended."},
+     "Record again to the end of the tones and a second longer."},
     {Cause::NoLeader, "no-leader", "bits", 9.0, 10.0,
      "Record again, and begin a second before the data."},
     {Cause::FalseBeginning, "false-beginning", "s", 0.004, 0.004, "Cut off all that is before "},
     {Cause::WrongChannel, "wrong-channel", "channel", 2.0, 1.0,
      "Save that channel alone as a mono file."},
     {Cause::SampleRate, "sample-rate", "Hz", 0.0, 0.0, "Record or export it at 44,100 Hz."},
-    {Cause::Slow, "slow", "%", 3.0, 14.2, "Set the player faster, or use another one."},
-    {Cause::Fast, "fast", "%", 3.0, 19.8, "Set the player slower, or use another one."},
+    {Cause::Slow, "slow", "%", 3.0, 14.2,
+     "Record again, with another player or with this one set to about +"},
+    {Cause::Fast, "fast", "%", 3.0, 19.8,
+     "Record again, with another player or with this one set to about "},
     {Cause::UnsteadySpeed, "unsteady-speed", "%", 2.0, 14.0,
      "Clean the player's capstan and its roller, or use another one."},
     {Cause::Noise, "noise", "dB", -32.0, -30.0,
-     "Connect by cable to a line input, and turn up the player rather than the input."},
+     "Record again by cable into a line input, player turned up, input down."},
     {Cause::Hum, "hum", "dB", -30.0, -12.0,
-     "Lead the cable away from power supplies, and run the computer on its battery."},
+     "Record again, the cable away from power supplies, a laptop on its battery."},
     {Cause::DcOffset, "dc-offset", "%", 10.0, 25.6, "Remove the DC offset in the audio editor."},
     {Cause::LowLevel, "low-level", "dBFS", -36.0, -84.0,
-     "Turn up the player until the peaks reach half of full scale, and record again."},
+     "Record again, player or recorder's input turned up to peaks of -6 dBFS."},
     {Cause::BassLoss, "bass-loss", "dB", -4.0, -4.0,
      "Turn off tone controls and equalisers, and connect to a line input."},
     {Cause::TrebleLoss, "treble-loss", "dB", 6.0, 12.0,
@@ -58,10 +60,12 @@ constexpr std::array<Rule, 20> rules{{
     {Cause::ToneShift, "tone-shift", "%", 1.0, 2.0,
      "Turn off tone controls and equalisers, or use another player."},
     {Cause::Clipping, "clipping", "%", 5.0, 5.0,
-     "Turn down the level until the peaks reach half of full scale, and record again."},
+     "Record again, with the level turned down to peaks of -6 dBFS."},
     {Cause::Unclear, "unclear", "presets", 1.0, 1.0,
-     "Record it again, and give both recordings together."},
-    {Cause::LossyFile, "lossy-file", "Hz", 0.0, 0.0, "Record as WAV or FLAC from the start."},
+     "Record it again, and give this program both recordings."},
+    {Cause::LossyFile, "lossy-file", "Hz", 0.0, 0.0,
+     "Record as WAV from the start: a new name does not turn this file into WAV, and converting it "
+     "brings nothing back."},
 }};
 
 constexpr double statedDropOutDepth = 10.0;  // dB, a shallower one is no harm
@@ -71,12 +75,25 @@ constexpr double muchLouder = 10.0;          // dB, of another channel than the 
 constexpr double likeRounding = 6.0;         // dB above the least noise of rounding
 constexpr double halfBorne = 0.5;  // of what the converter bears: may well be why it fails
 constexpr int fewestSteps = 8;     // of the sample width, below which a level is low
-constexpr int neededLeader = 10;   // one bits
+constexpr double atEdge = 0.05;    // seconds: as near, tones begin or end with the recording
+constexpr const char* throughout = ", throughout";
+constexpr int neededLeader = 10;  // one bits
 
 const Rule& ruleOf(Cause cause) { return rules[static_cast<std::size_t>(cause)]; }
 
 std::string againstTone(double level) {
   return decimal(std::abs(level), 1) + " dB " + (level <= 0.0 ? "below" : "above") + " the tone";
+}
+
+/// So many bits as a time, such as "1.9 s (500 bits)".
+std::string lengthOf(int bits, double perBit) {
+  const double seconds = bits * perBit;
+  return decimal(seconds, seconds < 1.0 ? 3 : 1) + " s (" + counted(bits, "bit") + ")";
+}
+
+/// How a player's speed must change for a tape that runs at `speed`, such as "-6 %."
+std::string correctionOf(double speed) {
+  return decimal(speed > 0.0 ? 100.0 / speed - 100.0 : 0.0, 0) + " %.";
 }
 
 std::string lostPresets(int count) { return counted(count, "preset"); }
@@ -223,7 +240,8 @@ class Finder {
   }
 
   /// States a cause if its figure is at its threshold or beyond, or if presets are lost to it.
-  void stateFrom(Cause cause, double figure, std::string text) {
+  void stateFrom(Cause cause, double figure, const std::string& text,
+                 const std::string& remedyEnd = {}) {
     const Rule& rule = ruleOf(cause);
     const double sign = rule.borne < rule.stated ? -1.0 : 1.0;
     if (sign * (figure - rule.stated) < 0.0 && lost(cause) == 0) {
@@ -231,7 +249,7 @@ class Finder {
     }
     const double range = std::abs(rule.borne - rule.stated);
     const double excess = range > 0.0 ? sign * (figure - rule.stated) / range : 0.0;
-    state(cause, figure, excess, std::move(text));
+    state(cause, figure, excess, text + throughout, {}, remedyEnd);
   }
 
   void findCuts() {
@@ -243,17 +261,20 @@ class Finder {
     }
     const auto before = static_cast<int>(first - take.bits.begin());
     const auto after = static_cast<int>(last - take.bits.rbegin());
+    const double left = recording.facts.duration - last->end;
+    const double perBit = (last->end - first->start) / (recovery::bitsPerBank - before - after);
     if (before > 0) {
       state(Cause::CutBeginning, before, 1.0,
-            "the tones begin at " + clock(first->start) + ", " +
-                (take.beginningIsSure ? "" : "about ") + counted(before, "bit") + " into the data",
+            (first->start < atEdge ? "the recording starts too late"
+                                   : "the tones start too late, at " + clock(first->start)) +
+                ", about " + lengthOf(before, perBit) + " into the data",
             {0.0, first->start});
     }
-    const double left = recording.facts.duration - last->end;
     if (after > 0 && isCutOff()) {
       state(Cause::CutEnd, after, 1.0,
-            "the tones end at " + clock(last->end) + ", " + counted(after, "bit") +
-                " before the data do",
+            (left < atEdge ? "the recording stops" : "the tones stop") +
+                (" before the dump does, at " + clock(last->end)) + "; about " +
+                lengthOf(after, perBit) + " are missing",
             {last->end, recording.facts.duration});
     } else if (after == 0 && left < measures.longHalfPeriod) {
       state(Cause::CutEnd, 0.0, 1.0,
@@ -349,6 +370,7 @@ class Finder {
             std::string("something before the ") +
                 (hasLeader && answer.dataStart < take.leader.start ? "leader" : "data") +
                 " passes for the beginning: the converter starts at " + clock(answer.dataStart) +
+                (hasLeader ? ", the leader at " + clock(take.leader.start) : "") +
                 ", the data at " + clock(start),
             {answer.dataStart, start},
             hasLeader ? clock(take.leader.start) + "." : "the steady tone ahead of the data.");
@@ -358,7 +380,8 @@ class Finder {
   void findChannel() {
     if (take.channelIndex > 0 && recording.converter.outcome != ConverterOutcome::ReadsRight) {
       state(Cause::WrongChannel, take.channelIndex + 1, 1.0,
-            "the dump is on " + channelName(take.channelIndex) + ", the converter reads the first");
+            "the whole dump is on " + channelName(take.channelIndex) +
+                ", the converter reads the first");
     }
     const auto& peaks = recording.facts.channelPeaks;
     const auto loudest = std::max_element(peaks.begin(), peaks.end());
@@ -381,9 +404,11 @@ class Finder {
     const double rate = recording.facts.sampleRate;
     const double slow = 100.0 * (1.0 - measures.speed);
     if (slow > 0.0) {
-      stateFrom(Cause::Slow, slow, "the tape runs " + decimal(slow, 1) + " % slow");
+      stateFrom(Cause::Slow, slow, "the tape runs " + decimal(slow, 1) + " % slow",
+                correctionOf(measures.speed));
     } else {
-      stateFrom(Cause::Fast, -slow, "the tape runs " + decimal(-slow, 1) + " % fast");
+      stateFrom(Cause::Fast, -slow, "the tape runs " + decimal(-slow, 1) + " % fast",
+                correctionOf(measures.speed));
     }
     stateFrom(Cause::UnsteadySpeed, 100.0 * signal.speedWander,
               "the speed wanders by " + decimal(100.0 * signal.speedWander, 1) + " % up and down");
@@ -428,8 +453,9 @@ class Finder {
     const double steps = bits > 0 && bits <= 32 ? tone * std::pow(2.0, bits - 1) : fewestSteps;
     if (steps < fewestSteps) {
       state(Cause::LowLevel, level, steps < 2.0 ? 1.0 : 0.5,
-            text + ", only " + decimal(steps, 1) + " of the steps that " + counted(bits, "bit") +
-                " have");
+            text + ", only " + decimal(steps, 1) + " of the " +
+                grouped(std::llround(std::pow(2.0, bits - 1))) + " steps of full scale" +
+                throughout);
     } else {
       stateFrom(Cause::LowLevel, level, text);
     }
@@ -443,7 +469,7 @@ class Finder {
       // What the converter does not bear of it is the shift that comes with it.
       state(Cause::BassLoss, balance, shifted / ruleOf(Cause::ToneShift).borne,
             "bass is missing: the low tone is " + decimal(-balance, 1) +
-                " dB weaker than the high one");
+                " dB weaker than the high one" + throughout);
       return;
     }
     stateFrom(Cause::TrebleLoss, balance,
@@ -456,7 +482,8 @@ class Finder {
 
   void findFile() {
     if (recording.isLossy) {
-      state(Cause::LossyFile, take.signal.bandwidth, 0.0, "the file is compressed with loss");
+      state(Cause::LossyFile, take.signal.bandwidth, 0.0,
+            "the whole file is compressed with loss, as MP3 is");
     }
   }
 

@@ -20,7 +20,7 @@ constexpr int axisHeight = 20;
 constexpr double nominalRate = 44100.0;  // samples a second, for lengths of half-periods
 constexpr double shortNominal = 12.0;    // samples, of a half-period
 constexpr double longNominal = 42.0;
-constexpr double lowestLevel = -72.0;     // dBFS, the foot of the level drawing
+constexpr double lowestLevel = -72.0;     // dBFS, the foot of the level drawing unless all is low
 constexpr double zoomedBelow = 0.6;       // part of a recording that a dump must fill to be clear
 constexpr std::size_t mostColumns = 800;  // points of a curve
 
@@ -117,8 +117,18 @@ std::string timeAxis(const Axis& time, double y) {
   return result;
 }
 
+/// The level at the foot of the level drawing: well below the loudest there is.
+double footOf(const recovery::RecordingFacts& facts) {
+  constexpr double below = 36.0;  // dB
+  float peak = 0.0F;
+  for (const float level : facts.levels) {
+    peak = std::max(peak, level);
+  }
+  return std::min(lowestLevel, decibels(peak) - below);
+}
+
 /// A curve of at most `mostColumns` points, the highest of those that fall together.
-std::string levelCurve(const recovery::RecordingFacts& facts, const Axis& time) {
+std::string levelCurve(const recovery::RecordingFacts& facts, const Axis& time, double foot) {
   const double step = facts.levelStep;
   if (!(step > 0.0)) {
     return "";
@@ -133,7 +143,7 @@ std::string levelCurve(const recovery::RecordingFacts& facts, const Axis& time) 
     for (std::size_t k = i; k < std::min(end, i + together); ++k) {
       peak = std::max(peak, facts.levels[k]);
     }
-    const double y = std::clamp(1000.0 * decibels(peak) / lowestLevel, 0.0, 1000.0);
+    const double y = std::clamp(1000.0 * decibels(peak) / foot, 0.0, 1000.0);
     const double from = 1000.0 * time.part(static_cast<double>(i) * step);
     const double to = 1000.0 * time.part(static_cast<double>(std::min(end, i + together)) * step);
     steps += "L" + coordinate(from) + " " + coordinate(y) + "H" + coordinate(to);
@@ -189,9 +199,11 @@ std::string overTime(const Results& results, std::size_t index, const Axis& time
   constexpr int stripTop = levelHeight + 16;
   constexpr int bottom = stripTop + 42;
   const Recording& recording = results.recordings[index];
-  std::string result = plot(8, levelHeight, 1000.0, levelCurve(recording.facts, time));
-  for (const double level : {-20.0, -40.0, -60.0}) {
-    const double y = 8 + levelHeight * level / lowestLevel;
+  const double foot = footOf(recording.facts);
+  std::string result = plot(8, levelHeight, 1000.0, levelCurve(recording.facts, time, foot));
+  for (int line = 1; - 20 * line > foot; ++line) {
+    const double level = -20.0 * line;
+    const double y = 8 + levelHeight * level / foot;
     result += horizontalLine(y, "grid");
     result += label(0.0, y - 2, decimal(level, 0) + " dBFS");
   }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -133,12 +134,21 @@ std::string facts(const Results& results, const Recording& recording) {
 }
 
 std::string findingList(const Results& results, std::size_t recording) {
-  std::string items;
-  for (const Finding& finding : findings(results, recording)) {
-    items += element("li", element("strong", escaped(sentence(finding.text))) + "<br>" +
-                               escaped(finding.remedy));
+  const std::vector<Finding> found = findings(results, recording);
+  if (found.empty()) {
+    return element("p", "Nothing is wrong with it.");
   }
-  return items.empty() ? element("p", "Nothing is wrong with it.") : element("ol", items);
+  std::string items;
+  for (const Finding& finding : found) {
+    items +=
+        element(found.size() > 1 ? "li" : "p", element("strong", escaped(sentence(finding.text))) +
+                                                   "<br>" + escaped(finding.remedy));
+  }
+  const bool costs = results.bank.count(recovery::Verdict::Sure) < presetCount;
+  return element("h3", std::string("What is wrong with it") +
+                           (found.size() > 1 ? ", the worst first" : "")) +
+         (costs ? "" : element("p", allReadRemark)) +
+         (found.size() > 1 ? element("ol", items) : items);
 }
 
 std::string key(const char* classes, const char* word) {
@@ -152,13 +162,15 @@ std::string recordingSection(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
   std::string result = element("h2", escaped(recording.name));
   if (recording.take() != nullptr) {
-    result += element("h3", "What is wrong with it, the worst first") + findingList(results, index);
+    result += findingList(results, index);
     result += element("h3", "What it is");
   }
   result += facts(results, recording);
-  const std::string keys = key("leader", "leader") + key("sure", "sure") +
-                           key("doubtful", "doubtful") + key("missing", "missing") +
-                           "A triangle is a drop-out, a number that of a group.";
+  const std::string keys =
+      key("leader", "leader") + key("sure", "sure") + key("doubtful", "doubtful") +
+      "A triangle is a drop-out, a number that of a group." +
+      (results.bank.count(recovery::Verdict::Missing) > 0 ? " Missing presets have no place in it."
+                                                          : "");
   result += element("h3", "Level over time");
   result += figure(levelDrawing(results, index), keys);
   result += figure(dumpDrawing(results, index), "The dump alone.");
@@ -216,21 +228,26 @@ std::string presetRow(const Results& results, int record) {
 }
 
 std::string doubtfulSection(const Results& results) {
+  const std::string inCommon = beginningPresets(results.bank);
+  const std::string together =
+      inCommon.empty() ? "" : element("p", "Doubtful together: " + inCommon + ".");
   std::string rows;
   for (int record = 0; record < presetCount; ++record) {
-    if (results.bank.presets[static_cast<std::size_t>(record)].verdict != recovery::Verdict::Sure) {
+    const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+    if (preset.verdict != recovery::Verdict::Sure &&
+        (together.empty() || preset.reason != recovery::Reason::Beginning)) {
       rows += presetRow(results, record);
     }
   }
+  const std::string heading = element("h2", "Doubtful and missing presets") + together;
   if (rows.empty()) {
-    return rows;
+    return together.empty() ? "" : heading;
   }
   const std::string head =
       element("th", "Preset") + element("th", "", "optional") + element("th", "Time", "figure") +
       element("th", "Sample", "figure optional") +
       (results.recordings.size() > 1 ? element("th", "Recording") : "") + element("th", "Why");
-  return element("h2", "Doubtful and missing presets") +
-         element("p", "The time is that of the least sure bit.", "quiet") +
+  return heading + element("p", "The time is that of the least sure bit.", "quiet") +
          element("table", element("tr", head) + rows, "list");
 }
 
@@ -242,6 +259,16 @@ std::string bitsOf(const recovery::DoubtfulPlace& place) {
     text += " to " + presetName(std::clamp(last, 0, presetCount - 1));
   }
   return text + ", " + counted(place.bitCount, "doubtful bit");
+}
+
+/// By how much a piece of wave is drawn enlarged.
+std::string enlargement(const recovery::WavePiece& wave) {
+  double peak = 1e-9;
+  for (const float sample : wave.samples) {
+    peak = std::max(peak, static_cast<double>(std::abs(sample)));
+  }
+  return "wave with peaks at " + decimal(decibels(peak), 1) + " dBFS, enlarged " +
+         decimal(1.0 / peak, peak > 0.1 ? 1 : 0) + " times";
 }
 
 std::string placesSection(const Results& results) {
@@ -258,7 +285,8 @@ std::string placesSection(const Results& results) {
       ++count;
       const std::string name =
           results.recordings.size() > 1 ? " of " + escaped(recording.name) : std::string();
-      result += element("h3", clock(place.span.start) + name + ": " + bitsOf(place));
+      result += element("h3", clock(place.span.start) + name + ": " + bitsOf(place) + "; " +
+                                  enlargement(place.wave));
       result += report::element("div", {{"class", "scroll"}, {"tabindex", "0"}},
                                 element("div", drawing, "wide"));
     }
@@ -268,7 +296,8 @@ std::string placesSection(const Results& results) {
   }
   return element("h2", "Doubtful places") +
          element("p",
-                 "Under the wave lie its half-waves as zero crossings cut them: " +
+                 "Each wave is drawn enlarged to full height, however weak it is. Under it lie its "
+                 "half-waves as zero crossings cut them: " +
                      key("short", "short, of a 1") + key("long", "long, of a 0") +
                      key("stray", "neither") +
                      "Numbers are lengths in samples at 44,100 a second. Hatched bits are "
@@ -279,7 +308,10 @@ std::string placesSection(const Results& results) {
 
 /// A preset as an instrument of one revision would play it.
 std::string cardOf(const recovery::BankReading& reading, int record, const char* classes) {
-  const recovery::PresetReading& preset = reading.presets[static_cast<std::size_t>(record)];
+  recovery::PresetReading preset = reading.presets[static_cast<std::size_t>(record)];
+  if (preset.reason == recovery::Reason::Beginning) {
+    preset.doubtfulBits = {};  // all is in doubt together: marks on single fields tell nothing
+  }
   const std::string keys =
       preset.verdict == recovery::Verdict::Doubtful ? doubtfulKeys(preset) : std::string();
   const auto count = std::count(keys.begin(), keys.end(), ',') + 1;
@@ -320,7 +352,7 @@ std::string htmlReport(const Results& results) {
       results.recordings.empty() ? "" : escaped(results.recordings.front().name);
   std::string body = element("h1", verdict(results));
   const std::string whatToDo = advice(results);
-  body += whatToDo.empty() ? "" : element("p", escaped(whatToDo), "advice");
+  body += whatToDo.empty() ? "" : element("p", escaped(whatToDo + howToWrite(results)), "advice");
   body += gridSection(results.bank);
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     body += recordingSection(results, i);

@@ -95,8 +95,8 @@ std::string findingLines(const Results& results) {
     return lines;
   }
   const bool costs = results.bank.count(recovery::Verdict::Sure) < presetCount;
-  return std::string(costs ? "What is wrong, the worst first:\n"
-                           : "What is wrong, though all could be read:\n") +
+  return (costs ? std::string("What is wrong, the worst first:\n")
+                : wrapped(std::string("What is wrong with the recording. ") + allReadRemark, 0)) +
          lines + "\n";
 }
 
@@ -119,10 +119,12 @@ std::string grid(const recovery::BankReading& bank) {
 
 std::string doubtfulLines(const Results& results) {
   std::string lines;
+  const std::string inCommon = beginningPresets(results.bank);
   int count = 0;
   for (int record = 0; record < presetCount; ++record) {
     const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
-    if (preset.verdict != recovery::Verdict::Doubtful) {
+    if (preset.verdict != recovery::Verdict::Doubtful ||
+        (!inCommon.empty() && preset.reason == recovery::Reason::Beginning)) {
       continue;
     }
     ++count;
@@ -136,13 +138,13 @@ std::string doubtfulLines(const Results& results) {
     lines += "  " + presetName(record) + "  " + number + clock(preset.worstTime) + "  sample " +
              grouped(sampleAt(recording, preset.worstTime)) + "  " + reasonSentence(preset) + "\n";
   }
-  if (lines.empty()) {
-    return lines;
-  }
   if (count > mostDoubtful) {
     lines += "  and " + std::to_string(count - mostDoubtful) + " more\n";
   }
-  return "\nDoubtful, each at its least sure bit:\n" + lines;
+  if (!lines.empty()) {
+    lines.insert(0, "\nDoubtful, each at its least sure bit:\n");
+  }
+  return lines + (inCommon.empty() ? "" : "\nDoubtful together: " + inCommon + "\n");
 }
 
 }  // namespace
@@ -191,13 +193,15 @@ std::string advice(const Results& results) {
         return r.converter.outcome == ConverterOutcome::ReadsRight ||
                r.converter.outcome == ConverterOutcome::NotTried;
       });
-  return isRead ? "" : "Give the converter the bank read here, not the recording.";
+  return isRead ? ""
+                : "All sounds were read. Give the converter the bank read here, not the recording.";
 }
 
 std::string textReport(const Results& results) {
   std::string lines = verdict(results);
   const std::string whatToDo = advice(results);
-  lines += (whatToDo.empty() ? "" : "\n" + whatToDo) + "\n\n";
+  lines += (whatToDo.empty() ? "" : "\n" + wrapped(whatToDo + howToWrite(results), 0)) +
+           (whatToDo.empty() ? "\n\n" : "\n");
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     lines += recordingLines(results, i);
   }

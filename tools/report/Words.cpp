@@ -187,6 +187,32 @@ const char* reasonSentence(const recovery::PresetReading& preset) {
   return "";
 }
 
+std::string howToWrite(const Results& results) {
+  constexpr std::string_view name = "Kestrel7TapeToSysex";  // the page has no options
+  const bool hasOptions = std::string_view(results.program).substr(0, name.size()) == name;
+  return hasOptions && results.bank.count(recovery::Verdict::Sure) == presetCount
+             ? " Kestrel7TapeToSysex writes it with -o bank.syx."
+             : "";
+}
+
+std::string beginningPresets(const recovery::BankReading& bank) {
+  int count = 0;
+  int first = 0;
+  int last = 0;
+  for (int record = 0; record < presetCount; ++record) {
+    const recovery::PresetReading& preset = bank.presets[static_cast<std::size_t>(record)];
+    if (preset.verdict == recovery::Verdict::Doubtful &&
+        preset.reason == recovery::Reason::Beginning) {
+      first = count == 0 ? record : first;
+      last = record;
+      ++count;
+    }
+  }
+  return count < 2 ? ""
+                   : counted(count, "preset") + ", " + presetName(first) + " to " +
+                         presetName(last) + ": where the data begin is not sure";
+}
+
 std::string channelName(int index) {
   switch (index) {
     case 0:

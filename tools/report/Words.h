@@ -38,6 +38,19 @@ const char* reasonWord(recovery::Reason reason);     // "drop-out", for programs
 /// Why a preset is not sure, such as "the tones are too weak or gone".
 const char* reasonSentence(const recovery::PresetReading& preset);
 
+/// What is to be said ahead of what is wrong with recordings from which all presets are sure.
+inline constexpr const char* allReadRemark =
+    "It costs no sound, and matters only if you give the recording itself to the converter, or "
+    "record again:";
+
+/// How to write the bank that is to be given to the converter, as a sentence after a space; empty
+/// where not all presets are sure, or the program has no such option.
+std::string howToWrite(const Results& results);
+
+/// The presets that are doubtful for the one reason that it is not sure where the data begin, such
+/// as "37 presets, 1-4 to 5-8: where the data begin is not sure"; empty for fewer than two.
+std::string beginningPresets(const recovery::BankReading& bank);
+
 /// A channel of the frames, such as "the second channel" for 1.
 std::string channelName(int index);
 
