@@ -6,13 +6,16 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numbers>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "recovery/Bank.h"
 #include "recovery/ConverterReading.h"
 #include "recovery/DumpSearch.h"
+#include "recovery/Framing.h"
 #include "recovery/Measurement.h"
 #include "support/Banks.h"
 #include "support/RealRecording.h"
@@ -99,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, RecoveryOf,
                                          "hiss-typical", "drop-outs-mild", "hum-severe",
                                          "DC-severe", "clipping-severe", "codec-mild",
                                          "voice before-mild", "hiss before-mild", "leader-severe",
-                                         "end-severe", "typical", "grid"));
+                                         "end-severe", "channel-severe", "typical", "grid"));
 INSTANTIATE_TEST_SUITE_P(OtherSounds, RecoveryOf, testing::Values("voice", "music", "noise"));
 
 TEST(RecoveryTest, IsNeverSureAndWrong) {
@@ -304,6 +307,28 @@ TEST(RecoveryTest, GivesThePresetsAfterAMissingBeginning) {
 
 // Certainty
 
+TEST(RecoveryTest, TakesNoSteadyToneForADump) {
+  for (const double frequency : {525.0, 1837.5}) {
+    RealRecording recording{.sampleRate = 44100.0, .channels = 1};
+    for (int i = 0; i < 30 * 44100; ++i) {
+      recording.samples.push_back(
+          static_cast<float>(0.5 * std::sin(i * frequency * 2.0 * std::numbers::pi / 44100.0)));
+    }
+    EXPECT_THAT(search(recording), SizeIs(0)) << frequency;
+  }
+}
+
+TEST(RecoveryTest, ReadsABankOfOneValue) {
+  for (const char value : {'\x00', '\xFF'}) {
+    PresetBank bank;
+    bank.fill(value);
+    Random random(1);
+    const BankReading reading =
+        read({onlyTake(recordThrough({.hiss = 30.0, .clicks = 5}, bank, bank, random))});
+    EXPECT_EQ(bytesOf(reading.bank), bytesOf(bank)) << int{value};
+  }
+}
+
 TEST(RecoveryTest, DoubtsALongSilentDropOut) {
   // Six zeros last as long as seven ones, so what is lost here can't be known.
   for (const double duration : {0.03, 0.06, 0.12}) {
@@ -389,6 +414,132 @@ TEST(BankTest, TakesTheSurerOfTwo) {
   EXPECT_EQ(reading.presets[0].verdict, Verdict::Sure);
   EXPECT_EQ(reading.presets[0].take, 1);
   EXPECT_THAT(reading.bank, Each('\xFF'));
+}
+
+/// A take of ones but for bit 7, which is as sure of `value` as `margin`, played with a swing of so
+/// many seconds.
+Take unsureTake(int value, float margin, double swing) {
+  Take take = takeOfOnes(1000.0F);
+  for (int bit = 0; bit < bitsPerBank; ++bit) {
+    take.bits[static_cast<std::size_t>(bit)].start += swing * std::sin(bit * 0.001);
+  }
+  take.bits[7].value = static_cast<std::int8_t>(value);
+  take.bits[7].margin = margin;
+  return take;
+}
+
+struct Vote {
+  Take first;
+  Take second;
+  Verdict verdict;
+  char byte;  // the first of the bank
+};
+
+TEST(BankTest, AddsUpWhatTakesSayOfABit) {
+  const Vote votes[] = {
+      {unsureTake(1, 10.0F, 0.0), unsureTake(1, 7.0F, 0.01), Verdict::Sure, '\xFF'},
+      {unsureTake(1, 10.0F, 0.0), unsureTake(1, 5.0F, 0.01), Verdict::Doubtful, '\xFF'},
+      {unsureTake(1, 10.0F, 0.0), unsureTake(0, 12.0F, 0.01), Verdict::Doubtful, '\xFE'},
+      {unsureTake(1, 10.0F, 0.0), unsureTake(0, 7.0F, 0.01), Verdict::Doubtful, '\xFF'},
+      // The same recording twice says no more than once.
+      {unsureTake(1, 10.0F, 0.0), unsureTake(1, 10.0F, 0.0), Verdict::Doubtful, '\xFF'},
+  };
+  for (const Vote& vote : votes) {
+    const BankReading reading = read({vote.first, vote.second});
+    EXPECT_EQ(reading.presets[0].verdict, vote.verdict) << vote.second.bits[7].margin;
+    EXPECT_EQ(reading.bank[0], vote.byte) << vote.second.bits[7].margin;
+  }
+}
+
+TEST(BankTest, DoubtsSureBitsAfterAnUnsureBeginning) {
+  Take take = takeOfOnes(1000.0F);
+  take.beginningIsSure = false;
+  const BankReading reading = read({take});
+  EXPECT_EQ(reading.count(Verdict::Doubtful), presetCount);
+  EXPECT_EQ(reading.presets[0].reason, Reason::Beginning);
+}
+
+TEST(BankTest, DoubtsWhatTwoTakesReadDifferently) {
+  Take other = takeOfOnes(1000.0F);
+  other.bits[7].value = 0;
+  const BankReading reading = read({takeOfOnes(1000.0F), other});
+  EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
+  EXPECT_EQ(reading.presets[0].verdict, Verdict::Doubtful);
+  EXPECT_EQ(reading.presets[0].reason, Reason::TakesDisagree);
+  const std::vector<Take> merged = mergeTakes({takeOfOnes(1000.0F)}, {other});
+  ASSERT_THAT(merged, SizeIs(1));
+  EXPECT_EQ(read(merged).presets[0].verdict, Verdict::Doubtful);
+}
+
+TEST(BankTest, BlamesADropOutOnlyNearby) {
+  Take take = takeOfOnes(1000.0F);
+  take.bits[7].margin = 0.5F;
+  for (const auto& [gap, reason] :
+       {std::pair(0.005, Reason::DropOut), std::pair(0.02, Reason::Noise)}) {
+    const double end = take.bits[7].start - gap;
+    take.dropOuts = {{{end - 0.01, end}, 20.0}};
+    EXPECT_EQ(read({take}).presets[0].reason, reason) << gap;
+  }
+}
+
+// Frames, of bits made by hand
+
+/// `leader` ones, a zero, and as many data bits of zeros and ones in turn; then silence.
+BitSequence sequenceOf(int leader, float markerMargin, int data, float margin) {
+  BitSequence sequence;
+  const auto append = [&sequence](bool value, bool hasTone, float sure) {
+    const double start = 0.0035 * static_cast<double>(sequence.bits.size());
+    const float gain = hasTone ? 1.0F : 0.0F;
+    sequence.bits.push_back({start, start + 0.0035, value, hasTone, sure, gain, gain});
+  };
+  for (int i = 0; i < leader; ++i) {
+    append(true, true, 1000.0F);
+  }
+  append(false, true, markerMargin);
+  for (int i = 0; i < data; ++i) {
+    append(i % 2 == 0, true, margin);
+  }
+  for (int i = 0; i < 100; ++i) {
+    append(false, false, 0.0F);
+  }
+  return sequence;
+}
+
+TEST(FramingTest, IsSureOfABeginningThatIs) {
+  struct Case {
+    int leader;
+    float markerMargin;
+    bool isSure;
+  };
+  for (const Case& c : {Case{100, 1000.0F, true}, Case{10, 1000.0F, true}, Case{5, 1000.0F, true},
+                        Case{100, 10.0F, false}, Case{5, 10.0F, false}}) {
+    const std::vector<Take> takes = frameDumps(sequenceOf(c.leader, c.markerMargin, 7680, 1000.0F));
+    ASSERT_THAT(takes, SizeIs(1)) << c.leader;
+    EXPECT_EQ(takes[0].beginningIsSure, c.isSure) << c.leader << ", " << c.markerMargin;
+    EXPECT_EQ(takes[0].leaderOnes, c.leader);
+    EXPECT_TRUE(takes[0].endIsClean);
+  }
+}
+
+TEST(FramingTest, TakesNoUnsureBitsForADump) {
+  EXPECT_THAT(frameDumps(sequenceOf(100, 1000.0F, 7680, 1.0F)), SizeIs(0));
+}
+
+TEST(FramingTest, GivesBackALostBitWhereTheEndSaysSo) {
+  BitSequence sequence = sequenceOf(100, 1000.0F, 7679, 1000.0F);
+  BitSequence::Stretch stretch{.begin = 3000, .end = 3005, .readings = {}, .other = {}};
+  stretch.readings.resize(2 * farthestSlip + 1);
+  stretch.readings[farthestSlip] = {0.0F,
+                                    {sequence.bits.begin() + 3000, sequence.bits.begin() + 3005}};
+  stretch.readings[farthestSlip + 1] = {
+      5.0F, {sequence.bits.begin() + 3000, sequence.bits.begin() + 3006}};
+  sequence.stretches.push_back(stretch);
+  const std::vector<Take> takes = frameDumps(sequence);
+  ASSERT_THAT(takes, SizeIs(1));
+  EXPECT_TRUE(takes[0].endIsClean);
+  EXPECT_EQ(takes[0].bits[3000 - 101].margin, 0.0F);
+  EXPECT_EQ(takes[0].bits[3010 - 101].margin, 35.0F);  // the end's 40 without the 5 of the bit
+  EXPECT_EQ(takes[0].bits[7679].value, 1);
 }
 
 // The converter's own way of reading

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 namespace recovery {
 
@@ -183,6 +184,26 @@ bool isContradicted(std::span<const Take> takes, int best, int preset) {
          });
 }
 
+/// Whether two recordings were played separately: no player keeps its pace to a fraction of a
+/// millisecond, but a copy of a recording does, at whatever rate. A copy bears no witness.
+bool areIndependent(const Take& a, const Take& b) {
+  constexpr double leastStray = 0.0002;  // seconds
+  std::vector<std::pair<double, double>> starts;
+  for (std::size_t bit = 0; bit < a.bits.size(); bit += bitsPerPreset) {
+    if (a.bits[bit].value >= 0 && b.bits[bit].value >= 0) {
+      starts.emplace_back(a.bits[bit].start, b.bits[bit].start);
+    }
+  }
+  if (starts.size() < 3) {
+    return false;
+  }
+  const auto [a0, b0] = starts.front();
+  const double pace = (starts.back().second - b0) / (starts.back().first - a0);
+  return std::any_of(starts.begin(), starts.end(), [&](const auto& start) {
+    return std::abs(start.second - b0 - pace * (start.first - a0)) > leastStray;
+  });
+}
+
 /// The bits of a preset as take `best` has them, with what the other takes say of each where that
 /// one alone is not sure.
 std::vector<BitReading> joinBits(std::span<const Take> takes, std::size_t best, int preset) {
@@ -197,7 +218,7 @@ std::vector<BitReading> joinBits(std::span<const Take> takes, std::size_t best, 
     bit.margin = weight(bit);
   }
   for (std::size_t k = 0; k < takes.size(); ++k) {
-    if (k == best || !takes[k].beginningIsSure) {
+    if (k == best || !takes[k].beginningIsSure || !areIndependent(takes[best], takes[k])) {
       continue;
     }
     const auto other = presetBits(takes[k], preset);
