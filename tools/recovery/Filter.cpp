@@ -10,6 +10,14 @@ namespace recovery {
 namespace {
 
 constexpr double bassCorner = 230.0;  // hertz; the long half-periods make 450 to 630
+struct Band {
+  double from;  // hertz
+  double to;
+};
+constexpr Band lowTone{330.0, 850.0};
+constexpr Band highTone{1050.0, 3000.0};
+constexpr double weakBass = 0.3;            // of the low tone's energy against the high one's
+constexpr double integratorCorner = 300.0;  // hertz
 constexpr double humCorner = 330.0;
 constexpr double loudBass = 1.3;     // all energy against that above the bass: loud hum
 constexpr double medianReach = 0.3;  // seconds to either side
@@ -72,6 +80,26 @@ void removeBass(std::vector<float>& samples, double sampleRate) {
   if (before > loudBass * energyOf(samples)) {
     filter(humCorner);
     filter(humCorner);
+  }
+}
+
+void restoreBass(std::vector<float>& samples, double sampleRate) {
+  const auto energyWithin = [&](double from, double to) {
+    std::vector<float> band = samples;
+    Biquad::highPass(from, sampleRate).run(band);
+    Biquad::lowPass(to, sampleRate).run(band);
+    return energyOf(band);
+  };
+  if (energyWithin(lowTone.from, lowTone.to) >
+      weakBass * energyWithin(highTone.from, highTone.to)) {
+    return;
+  }
+  const auto kept =
+      static_cast<float>(std::exp(-2.0 * std::numbers::pi * integratorCorner / sampleRate));
+  float sum = 0.0F;
+  for (float& sample : samples) {
+    sum = kept * sum + (1.0F - kept) * sample;
+    sample = sum;
   }
 }
 

@@ -31,6 +31,10 @@ class Biquad {
 /// Takes away what lies below the tones (DC, hum, rumble), without a shift of phase.
 void removeBass(std::vector<float>& samples, double sampleRate);
 
+/// Turns a differentiated signal, of which the low tone is hardly left, back into what it was.
+/// Leaves any other alone.
+void restoreBass(std::vector<float>& samples, double sampleRate);
+
 /// Divides `samples` by the level of the tones, the median over 0.6 s, so that their peaks are near
 /// 1.0, and limits clicks. Where the signal is much weaker than in the rest it stays so. Returns
 /// the level for each `levelHop` seconds.

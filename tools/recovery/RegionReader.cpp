@@ -84,6 +84,7 @@ bool isWhole(const std::vector<Take>& takes) {
 std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleRate) {
   std::vector<float> evened = recorded;
   removeBass(evened, sampleRate);
+  restoreBass(evened, sampleRate);
   evenLevel(evened, sampleRate);
   const std::optional<SpeedTrack> track = SpeedTrack::measure(evened, sampleRate);
   if (!track) {
