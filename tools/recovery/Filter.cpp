@@ -17,6 +17,7 @@ struct Band {
 constexpr Band lowTone{330.0, 850.0};
 constexpr Band highTone{1050.0, 3000.0};
 constexpr double weakBass = 0.3;            // of the low tone's energy against the high one's
+constexpr double noBass = 0.08;             // below it is what leaks through from the high one
 constexpr double integratorCorner = 300.0;  // hertz
 constexpr double humCorner = 330.0;
 constexpr double loudBass = 1.3;     // all energy against that above the bass: loud hum
@@ -90,8 +91,9 @@ void restoreBass(std::vector<float>& samples, double sampleRate) {
     Biquad::lowPass(to, sampleRate).run(band);
     return energyOf(band);
   };
-  if (energyWithin(lowTone.from, lowTone.to) >
-      weakBass * energyWithin(highTone.from, highTone.to)) {
+  const double bass = energyWithin(lowTone.from, lowTone.to);
+  const double treble = energyWithin(highTone.from, highTone.to);
+  if (bass > weakBass * treble || bass < noBass * treble) {
     return;
   }
   const auto kept =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 namespace recovery {
@@ -15,7 +16,8 @@ constexpr std::size_t longLeader = 100;     // one bits that outweigh a missing 
 constexpr std::size_t fewestBits = bitsPerPreset;
 constexpr double fewestFirm = 0.6;  // part of a dump's bits that must be firm
 constexpr double fewestFirmWithoutLeader = 0.9;
-constexpr float endCost = 40.0F;  // nats that it takes to believe that the end is not the end
+constexpr float countTrust = 0.4F;  // lengths stray less by chance than by the player's faults
+constexpr float endCost = 60.0F;    // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
@@ -194,14 +196,25 @@ class Framer {
     return std::nullopt;
   }
 
-  /// Whether the tones are firm up to the end, and do not end in a drop-out. The last bit has
-  /// nothing after it to bear it out.
+  /// Whether the tones are firm and as loud as before up to the end, and do not fade into a
+  /// drop-out. The last bit has nothing after it to bear it out.
   bool isFirmBefore(std::size_t end) const {
-    constexpr std::size_t reach = 6;
-    return end > reach &&
-           std::all_of(sequence.bits.begin() + static_cast<std::ptrdiff_t>(end - reach),
-                       sequence.bits.begin() + static_cast<std::ptrdiff_t>(end - 1),
-                       [](const ReadBit& bit) { return bit.margin >= sureMargin; });
+    constexpr std::size_t firm = 6;
+    constexpr std::size_t loud = 2;
+    constexpr std::size_t usual = 20;
+    constexpr float leastGain = 0.85F;
+    if (end <= usual) {
+      return false;
+    }
+    const auto* const bits = sequence.bits.data() + end;
+    const float gain =
+        std::accumulate(bits - usual, bits - loud, 0.0F,
+                        [](float sum, const ReadBit& bit) { return sum + bit.gain; }) /
+        static_cast<float>(usual - loud);
+    return std::all_of(bits - firm, bits - 1,
+                       [](const ReadBit& bit) { return bit.margin >= sureMargin; }) &&
+           std::all_of(bits - loud, bits,
+                       [&](const ReadBit& bit) { return bit.gain >= leastGain * gain; });
   }
 
   void build(const Beginning& beginning, const IndexRange& range, const IndexRange& tones) {
@@ -361,7 +374,8 @@ class Framer {
       for (int slip = -farthest; slip <= farthest; ++slip) {
         if (slip != slips[i]) {
           countMargins[i] =
-              std::min(countMargins[i], at(upTo[i], slip) + at(onward[i], slip) - at(onward[0], 0));
+              std::min(countMargins[i],
+                       countTrust * (at(upTo[i], slip) + at(onward[i], slip) - at(onward[0], 0)));
         }
       }
     }
