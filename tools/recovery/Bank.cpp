@@ -197,7 +197,8 @@ bool areIndependent(const Take& a, const Take& b) {
   if (starts.size() < 3) {
     return false;
   }
-  const auto [a0, b0] = starts.front();
+  const double a0 = starts.front().first;
+  const double b0 = starts.front().second;
   const double pace = (starts.back().second - b0) / (starts.back().first - a0);
   return std::any_of(starts.begin(), starts.end(), [&](const auto& start) {
     return std::abs(start.second - b0 - pace * (start.first - a0)) > leastStray;

@@ -203,6 +203,7 @@ class Framer {
     constexpr std::size_t loud = 2;
     constexpr std::size_t usual = 20;
     constexpr float leastGain = 0.85F;
+    constexpr float mostEcho = 0.15F;
     if (end <= usual) {
       return false;
     }
@@ -211,6 +212,10 @@ class Framer {
         std::accumulate(bits - usual, bits - loud, 0.0F,
                         [](float sum, const ReadBit& bit) { return sum + bit.gain; }) /
         static_cast<float>(usual - loud);
+    // Half of a bit may follow, but what goes on after that is a tone that fades.
+    if (end + 1 < sequence.bits.size() && bits[1].gain > mostEcho * gain) {
+      return false;
+    }
     return std::all_of(bits - firm, bits - 1,
                        [](const ReadBit& bit) { return bit.margin >= sureMargin; }) &&
            std::all_of(bits - loud, bits,
