@@ -143,10 +143,6 @@ std::vector<PathBit> tracePath(int end, int value, const Lengths& lengths, StepA
   return bits;
 }
 
-}  // namespace
-
-namespace {
-
 /// Sets how far each bit is the tone of its value. Returns whether enough of them are, and not just
 /// the best that can be made of noise.
 bool describeTones(const std::vector<float>& samples, const std::array<ToneEnergy, 2>& tones,
@@ -376,9 +372,8 @@ class Whitened {
 /// The likeliest cut into bits by the waves, and all that can be asked of the ways around it.
 class WaveDecoder {
  public:
-  WaveDecoder(const TapeSignal& tapeSignal, const Waves& learned, double hiss,
-              double slackDeviation)
-      : waves(learned),
+  WaveDecoder(const TapeSignal& tapeSignal, Waves learned, double hiss, double slackDeviation)
+      : waves(std::move(learned)),
         slackCost(slackDeviation),
         signal(tapeSignal.samples, hiss),
         lengths(lengthsOf(tapeSignal)),

@@ -21,7 +21,6 @@ constexpr float endCost = 60.0F;    // nats that it takes to believe that the en
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
-constexpr float clearMargin = 200.0F;       // of a count that nothing else need confirm
 constexpr std::size_t fewestToCompare = 4;  // presets
 constexpr float undecided = 4.0F;           // presets of either value that each share begins with
 constexpr float likenessWeight = 0.5F;      // presets are not drawn by chance
