@@ -9,7 +9,7 @@ inline constexpr int presetsPerGroup = 8;
 inline constexpr int presetBankSize = presetCount * presetSize;
 
 /// The 40 preset records back to back, 960 bytes without a header; record i starts at byte 24 * i.
-/// Holds the revision-1 arrangement until a bank of revision 1 or 2 has been converted.
+/// In the arrangement of its instrument's revision until it is converted.
 using PresetBank = std::array<char, presetBankSize>;
 
 /// The group, 1 to 5, of the record with the 0-based index `record`.

@@ -36,7 +36,7 @@ struct TapeChain {
   double shortSamples = shortHalfPeriodSamples;  // at 44,100 a second
   double longSamples = longHalfPeriodSamples;
   double squareness = 0.0;  // 0 is a sine, 1 a square
-  double asymmetry = 0.0;   // how much higher the half-waves above zero are
+  double asymmetry = 0.0;   // how much higher the half-periods above zero are
   int leaderOnes = 300;
   int halfPeriodsAfter = 4;  // of the short tone, after the last bit
 

@@ -418,7 +418,7 @@ class Finder {
                       shortSamples >= shortestShort && shortSamples <= longestShort;
     if (!fits && std::abs(rate / nominalRate - 1.0) > 0.005) {
       state(Cause::SampleRate, rate, 1.0,
-            "at " + grouped(std::llround(rate)) + " Hz the half-waves are " +
+            "at " + grouped(std::llround(rate)) + " Hz the half-periods are " +
                 decimal(shortSamples, 1) + " and " + decimal(longSamples, 1) + " samples long");
     }
   }
@@ -477,7 +477,7 @@ class Finder {
                   " dB weaker than the low one");
     stateFrom(Cause::ToneShift, shifted,
               "the tones are shifted against each other: " + decimal(shifted, 1) +
-                  " % of the half-waves are too long for a 1, too short for a 0");
+                  " % of the half-periods are too long for a 1, too short for a 0");
   }
 
   void findFile() {
@@ -502,10 +502,10 @@ class Finder {
       return finding.excess >= halfBorne || finding.presets > 0;
     });
     if (recording.converter.outcome == ConverterOutcome::ReadsWrong && !isExplained) {
-      const int count = measures.ignoredHalfWaves;
+      const int count = measures.ignoredHalfPeriods;
       state(Cause::Unclear, 0.0, halfBorne,
             count == 0 ? "why the converter fails is not plain"
-                       : "the converter ignores " + counted(count, "half-wave") +
+                       : "the converter ignores " + counted(count, "half-period") +
                              ", as their lengths are not those of the tones");
       found.back().remedy = "Give the converter the bank read here, not the recording.";
     }

@@ -28,7 +28,7 @@ enum class Cause : std::uint8_t {
   LowLevel,
   BassLoss,
   TrebleLoss,
-  ToneShift,  // the bits are told apart, but the half-waves where the tones meet have odd lengths
+  ToneShift,  // the bits are told apart, but the half-periods where the tones meet have odd lengths
   Clipping,
   Unclear,  // something covers the tones in places, and none of the others explains it
   LossyFile

@@ -460,7 +460,7 @@ std::string halfPeriodDrawing(const Recording& recording) {
     }
   }
   result += plot(0, height, static_cast<double>(counts.size()), svgPath(steps, "bars"));
-  return drawing(height + axisHeight, "How often each length of a half-wave occurs, in samples",
+  return drawing(height + axisHeight, "How often each length of a half-period occurs, in samples",
                  result);
 }
 
@@ -553,7 +553,7 @@ std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPla
   result += horizontalLine(waveTop + waveHeight / 2.0, "pale");
   result += plot(waveTop, waveHeight, 1000.0, waveCurve(wave));
   result += halfPeriodStrip(wave, time, halfTop);
-  return drawing(bottom + axisHeight, "Wave, half-waves and bits at " + clock(place.span.start),
+  return drawing(bottom + axisHeight, "Wave, half-periods and bits at " + clock(place.span.start),
                  result + timeAxis(time, bottom + 16));
 }
 

@@ -178,7 +178,7 @@ std::string recordingSection(const Results& results, std::size_t index) {
                              "Speed of the tape; 100 % is the instrument's. The converter reads "
                              "speeds within the coloured band.");
   pairs += figure(halfPeriodDrawing(recording),
-                  "Lengths of the half-waves in samples, on a logarithmic scale. The converter "
+                  "Lengths of the half-periods in samples, on a logarithmic scale. The converter "
                   "reads only those within the two coloured bands.");
   pairs += figure(spectrumDrawing(recording),
                   "Spectrum of the dump, with the tones of the bits 0 and 1 and with the hum if "
@@ -297,7 +297,7 @@ std::string placesSection(const Results& results) {
   return element("h2", "Doubtful places") +
          element("p",
                  "Each wave is drawn enlarged to full height, however weak it is. Under it lie its "
-                 "half-waves as zero crossings cut them: " +
+                 "half-periods as zero crossings cut them: " +
                      key("short", "short, of a 1") + key("long", "long, of a 0") +
                      key("stray", "neither") +
                      "Numbers are lengths in samples at 44,100 a second. Hatched bits are "

@@ -135,7 +135,7 @@ std::string signalObject(const Recording& recording, const recovery::Take& take)
       .addNumber("clippedShare", signal.clippedShare, 6);
   object.addNumber("balance", measures.balance, 1)
       .addNumber("shiftedShare", measures.shiftedShare, 6)
-      .addNumber("ignoredHalfWaves", measures.ignoredHalfWaves, 0);
+      .addNumber("ignoredHalfPeriods", measures.ignoredHalfPeriods, 0);
   object.addNumber("shortHalfPeriod", measures.shortHalfPeriod, 9);
   object.addNumber("longHalfPeriod", measures.longHalfPeriod, 9);
   object.addNumber("speedMedian", measures.speed, 5);

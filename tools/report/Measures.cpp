@@ -116,7 +116,8 @@ double balanceOf(const recovery::Take& take, const Measures& measures) {
   return lowPower > 0.0 && highPower > 0.0 ? levelOf(lowPower / highPower) : 0.0;
 }
 
-void measureHalfWaves(const Recording& recording, const recovery::Take& take, Measures& measures) {
+void measureHalfPeriods(const Recording& recording, const recovery::Take& take,
+                        Measures& measures) {
   constexpr double binsPerSample = 4.0;
   constexpr double strays = 0.1;  // of the shifted ones: with more of other lengths, it is no shift
   const double scale = nominalRate / recording.facts.sampleRate;
@@ -136,7 +137,7 @@ void measureHalfWaves(const Recording& recording, const recovery::Take& take, Me
     }
     const bool isShort = length >= shortestShort * scale && length < (longestShort + 1) * scale;
     const bool isLong = length >= shortestLong * scale && length < (longestLong + 1) * scale;
-    measures.ignoredHalfWaves += isShort || isLong ? 0 : count;
+    measures.ignoredHalfPeriods += isShort || isLong ? 0 : count;
   }
   if (all > 0 && other <= strays * shifted) {
     measures.shiftedShare = static_cast<double>(shifted) / all;
@@ -169,7 +170,7 @@ Measures measure(const Recording& recording, const recovery::Take& take) {
   }
   measureSpeed(take, measures);
   measures.balance = balanceOf(take, measures);
-  measureHalfWaves(recording, take, measures);
+  measureHalfPeriods(recording, take, measures);
   return measures;
 }
 

@@ -14,7 +14,7 @@ inline constexpr int longestShort = 19;
 inline constexpr int shortestLong = 35;
 inline constexpr int longestLong = 49;
 
-/// What the spectrum, the half-waves and the bits of a dump tell of its signal.
+/// What the spectrum, the half-periods and the bits of a dump tell of its signal.
 struct Measures {
   double toneLevel = -120.0;  // dBFS, the peaks of the tones; at least -120
   double peakLevel = -120.0;  // dBFS, the largest sample
@@ -23,8 +23,9 @@ struct Measures {
   bool isNoise = false;       // it is more than what harmonics and clipping leave there
   double humLevel = 0.0;      // dB against the tones; 0 where there is no hum to speak of
   double balance = 0.0;       // dB of the low tone against the high one
-  double shiftedShare = 0.0;  // part of the half-waves that are too long for a 1, too short for a 0
-  int ignoredHalfWaves = 0;   // that the converter takes for neither
+  double shiftedShare =
+      0.0;  // part of the half-periods that are too long for a 1, too short for a 0
+  int ignoredHalfPeriods = 0;    // that the converter takes for neither
   double shortHalfPeriod = 0.0;  // seconds, by the lengths of the bits at the median speed
   double longHalfPeriod = 0.0;   // seconds
   double speed = 1.0;            // the median; 1.0 with a long half-period of 42 / 44,100 seconds
