@@ -198,9 +198,9 @@ void checkFiniteAll(const std::vector<float>& numbers, const char* what) {
 
 void checkSignal(const SignalFacts& signal) {
   checkFinite("what is known of the signal is a number", signal.toneLevel, signal.peakLevel,
-              signal.noiseLevel, signal.humFrequency, signal.humLevel, signal.dcOffset,
-              signal.clippedShare, signal.shortHalfPeriod, signal.longHalfPeriod,
-              signal.speedMedian, signal.speedWander, signal.bandwidth);
+              signal.humFrequency, signal.humLevel, signal.dcOffset, signal.clippedShare,
+              signal.shortHalfPeriod, signal.longHalfPeriod, signal.speedMedian, signal.speedWander,
+              signal.bandwidth);
   check(signal.clippedShare >= 0.0 && signal.clippedShare <= 1.0, "a share is 0 to 1");
   check(signal.shortHalfPeriod >= 0.0 && signal.longHalfPeriod >= 0.0, "lengths are not negative");
 }

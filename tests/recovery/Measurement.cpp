@@ -39,20 +39,9 @@ std::vector<Take> search(const RealRecording& recording) {
   return dumps.finish();
 }
 
-Span spanOf(const Take& take) {
-  Span span{.start = 1e9, .end = -1e9};
-  for (const recovery::BitReading& bit : take.bits) {
-    if (bit.value >= 0) {
-      span.start = std::min(span.start, bit.start);
-      span.end = std::max(span.end, bit.end);
-    }
-  }
-  return span;
-}
-
 /// The dump that a take covers the most of; none where it covers none.
 const RecordedDump* dumpBehind(const RealRecording& recording, const Take& take) {
-  const Span span = spanOf(take);
+  const Span span = recovery::recordedSpan(take);
   const RecordedDump* best = nullptr;
   double longest = 0.0;
   for (const RecordedDump& dump : recording.dumps) {

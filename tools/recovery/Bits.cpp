@@ -7,6 +7,7 @@
 #include <numbers>
 #include <utility>
 
+#include "recovery/Filter.h"
 #include "recovery/Quantile.h"
 #include "recovery/Take.h"
 
@@ -345,17 +346,11 @@ class Waves {
 class Whitened {
  public:
   Whitened(const std::vector<float>& signal, double hissEnergy) : samples(signal.size()) {
-    std::vector<double> sums(signal.size() + 1, 0.0);
-    for (std::size_t i = 0; i < signal.size(); ++i) {
-      const auto sample = static_cast<double>(signal[i]);
-      sums[i + 1] = sums[i] + sample * sample;
-    }
+    const std::vector<double> squares = meanSquares(signal, reach);
     levels.resize(signal.size());
     noises.resize(signal.size());
     for (std::size_t i = 0; i < signal.size(); ++i) {
-      const std::size_t begin = i - std::min(i, reach);
-      const std::size_t end = std::min(i + reach + 1, signal.size());
-      levels[i] = static_cast<float>((sums[end] - sums[begin]) / static_cast<double>(end - begin));
+      levels[i] = static_cast<float>(squares[i]);
       noises[i] = static_cast<float>(unexplained * static_cast<double>(levels[i]) + hissEnergy);
       samples[i] = signal[i] / std::sqrt(noises[i]);
     }

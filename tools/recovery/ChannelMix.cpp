@@ -39,17 +39,10 @@ Fit findFit(const std::vector<float>& first, const std::vector<float>& second, i
 
 /// The root mean square around each sample.
 std::vector<float> levelsOf(const std::vector<float>& samples, std::size_t reach) {
-  std::vector<double> sums(samples.size() + 1, 0.0);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    sums[i + 1] = sums[i] + static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
-  }
-  std::vector<float> levels(samples.size());
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const std::size_t begin = i - std::min(i, reach);
-    const std::size_t end = std::min(i + reach + 1, samples.size());
-    levels[i] =
-        static_cast<float>(std::sqrt((sums[end] - sums[begin]) / static_cast<double>(end - begin)));
-  }
+  const std::vector<double> squares = meanSquares(samples, reach);
+  std::vector<float> levels(squares.size());
+  std::transform(squares.begin(), squares.end(), levels.begin(),
+                 [](double square) { return static_cast<float>(std::sqrt(square)); });
   return levels;
 }
 

@@ -220,11 +220,9 @@ struct DumpSearch::State {
       const auto blockAt = [&](double time) {
         return static_cast<std::size_t>(time * keptRate()) / blockLength();
       };
-      const auto isRecorded = [](const BitReading& bit) { return bit.value >= 0; };
-      const auto first = std::find_if(take.bits.begin(), take.bits.end(), isRecorded);
-      const auto last = std::find_if(take.bits.rbegin(), take.bits.rend(), isRecorded);
+      const Span span = recordedSpan(take);
       take.signal.clippedShare = channels[static_cast<std::size_t>(take.channelIndex)].clips.share(
-          blockAt(first->start), blockAt(last->end));
+          blockAt(span.start), blockAt(span.end));
     }
     takes = mergeTakes(std::move(takes), found);
   }

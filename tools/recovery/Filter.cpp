@@ -9,13 +9,7 @@ namespace recovery {
 
 namespace {
 
-constexpr double bassCorner = 230.0;  // hertz; the long half-periods make 450 to 630
-struct Band {
-  double from;  // hertz
-  double to;
-};
-constexpr Band lowTone{330.0, 850.0};
-constexpr Band highTone{1050.0, 3000.0};
+constexpr double bassCorner = 230.0;        // hertz; the long half-periods make 450 to 630
 constexpr double weakBass = 0.3;            // of the low tone's energy against the high one's
 constexpr double noBass = 0.08;             // below it is what leaks through from the high one
 constexpr double integratorCorner = 300.0;  // hertz
@@ -68,6 +62,28 @@ void Biquad::run(std::vector<float>& samples) {
   }
 }
 
+std::vector<float> bandOf(const std::vector<float>& samples, Band band, double sampleRate) {
+  std::vector<float> result = samples;
+  Biquad::highPass(band.from, sampleRate).run(result);
+  Biquad::lowPass(band.to, sampleRate).run(result);
+  return result;
+}
+
+std::vector<double> meanSquares(const std::vector<float>& samples, std::size_t reach) {
+  std::vector<double> sums(samples.size() + 1, 0.0);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const auto sample = static_cast<double>(samples[i]);
+    sums[i + 1] = sums[i] + sample * sample;
+  }
+  std::vector<double> means(samples.size());
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const std::size_t begin = i - std::min(i, reach);
+    const std::size_t end = std::min(i + reach + 1, samples.size());
+    means[i] = (sums[end] - sums[begin]) / static_cast<double>(end - begin);
+  }
+  return means;
+}
+
 void removeBass(std::vector<float>& samples, double sampleRate) {
   const auto filter = [&](double corner) {
     for (int direction = 0; direction < 2; ++direction) {
@@ -85,14 +101,8 @@ void removeBass(std::vector<float>& samples, double sampleRate) {
 }
 
 void restoreBass(std::vector<float>& samples, double sampleRate) {
-  const auto energyWithin = [&](double from, double to) {
-    std::vector<float> band = samples;
-    Biquad::highPass(from, sampleRate).run(band);
-    Biquad::lowPass(to, sampleRate).run(band);
-    return energyOf(band);
-  };
-  const double bass = energyWithin(lowTone.from, lowTone.to);
-  const double treble = energyWithin(highTone.from, highTone.to);
+  const double bass = energyOf(bandOf(samples, lowTone, sampleRate));
+  const double treble = energyOf(bandOf(samples, highTone, sampleRate));
   if (bass > weakBass * treble || bass < noBass * treble) {
     return;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace recovery {
@@ -27,6 +28,22 @@ class Biquad {
   double b0 = 1.0, b1 = 0.0, b2 = 0.0, a1 = 0.0, a2 = 0.0;
   double first = 0.0, second = 0.0;
 };
+
+/// A band of frequencies, in hertz.
+struct Band {
+  double from = 0.0;
+  double to = 0.0;
+};
+
+/// Where the tones of zeros and of ones lie, at any speed that a tape may have.
+inline constexpr Band lowTone{330.0, 850.0};
+inline constexpr Band highTone{1050.0, 3000.0};
+
+/// What `samples` hold of a band.
+std::vector<float> bandOf(const std::vector<float>& samples, Band band, double sampleRate);
+
+/// The mean square of the samples up to `reach` to either side of each.
+std::vector<double> meanSquares(const std::vector<float>& samples, std::size_t reach);
 
 /// Takes away what lies below the tones (DC, hum, rumble), without a shift of phase.
 void removeBass(std::vector<float>& samples, double sampleRate);

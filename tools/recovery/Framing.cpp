@@ -86,21 +86,13 @@ class Framer {
     for (const IndexRange& range : findToneRanges(sequence.bits)) {
       frameRange(range, range);
     }
-    std::sort(takes.begin(), takes.end(),
-              [](const Take& a, const Take& b) { return firstTime(a) < firstTime(b); });
+    std::sort(takes.begin(), takes.end(), [](const Take& a, const Take& b) {
+      return recordedSpan(a).start < recordedSpan(b).start;
+    });
     return std::move(takes);
   }
 
  private:
-  static double firstTime(const Take& take) {
-    for (const BitReading& bit : take.bits) {
-      if (bit.value >= 0) {
-        return bit.start;
-      }
-    }
-    return 0.0;
-  }
-
   /// Frames the best dump within `range`, then those before and after it. `tones` is where the
   /// tones begin and end.
   void frameRange(const IndexRange& range, const IndexRange& tones) {

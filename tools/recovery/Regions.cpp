@@ -30,8 +30,8 @@ void ToneDetector::Band::add(float sample) {
 
 ToneDetector::ToneDetector(double sampleRate)
     : length(blocks(blockSeconds, 1.0 / sampleRate)),
-      low{Biquad::highPass(330.0, sampleRate), Biquad::lowPass(850.0, sampleRate)},
-      high{Biquad::highPass(1050.0, sampleRate), Biquad::lowPass(3000.0, sampleRate)},
+      low{Biquad::highPass(lowTone.from, sampleRate), Biquad::lowPass(lowTone.to, sampleRate)},
+      high{Biquad::highPass(highTone.from, sampleRate), Biquad::lowPass(highTone.to, sampleRate)},
       whole{Biquad::highPass(250.0, sampleRate), Biquad::lowPass(6000.0, sampleRate)} {}
 
 void ToneDetector::add(const float* samples, std::size_t count, std::vector<bool>& flags) {

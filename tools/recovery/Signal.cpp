@@ -110,38 +110,6 @@ std::vector<DropOut> findDropOuts(const Take& take, const std::vector<double>& l
   return dropOuts;
 }
 
-/// How loud the rest is beside the tones: what a sine and its harmonics leave of each bit, by the
-/// median over some hundred bits.
-double noiseLevel(const Take& take, const std::vector<float>& samples, double sampleRate) {
-  std::vector<double> parts;
-  for (std::size_t k = 10; k < take.bits.size(); k += 37) {
-    const BitReading& bit = take.bits[k];
-    const Window window = windowOf({bit.start, bit.end}, sampleRate, samples.size());
-    const auto size = static_cast<double>(window.end - window.begin);
-    if (bit.value < 0 || window.end < window.begin + 8) {
-      continue;
-    }
-    double energy = 0.0;
-    for (std::size_t i = window.begin; i < window.end; ++i) {
-      energy += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
-    }
-    const double tone = (bit.value == 1 ? 6.0 : 2.0) / (bit.end - bit.start);
-    double explained = 0.0;
-    for (int harmonic = 1; harmonic <= (bit.value == 1 ? 2 : 7); ++harmonic) {
-      std::complex<double> sum(0.0, 0.0);
-      const double start = bit.start * sampleRate;
-      for (std::size_t i = window.begin; i < window.end; ++i) {
-        const double angle = 2.0 * std::numbers::pi * tone * harmonic / sampleRate *
-                             (static_cast<double>(i) - start);
-        sum += static_cast<double>(samples[i]) * std::polar(1.0, -angle);
-      }
-      explained += 2.0 * std::norm(sum) / size;
-    }
-    parts.push_back(std::max(energy - explained, energy * 1.0e-5) / std::max(explained, 1.0e-12));
-  }
-  return parts.empty() ? 0.0 : decibels(std::sqrt(quantile(parts, 0.4)));
-}
-
 /// Finds mains hum, with its first harmonics.
 void findHum(SignalFacts& facts, const std::vector<float>& samples, Window window,
              double sampleRate, double toneAmplitude) {
@@ -290,7 +258,6 @@ void describeSignal(Take& take, const std::vector<float>& recorded,
   const double usual = levels.empty() ? 0.0 : quantile(levels, 0.5);
   const double toneAmplitude = std::max(std::sqrt(2.0) * usual, 1.0e-9);
   facts.toneLevel = decibels(toneAmplitude);
-  facts.noiseLevel = noiseLevel(take, evened, sampleRate);
   findHum(facts, recorded, window, sampleRate, toneAmplitude);
 
   take.isInverted = isInverted(take, evened, sampleRate);

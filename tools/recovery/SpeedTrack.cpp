@@ -31,13 +31,6 @@ struct Cycle {
   double period;
 };
 
-std::vector<float> band(const std::vector<float>& samples, double from, double to, double rate) {
-  std::vector<float> result = samples;
-  Biquad::highPass(from, rate).run(result);
-  Biquad::lowPass(to, rate).run(result);
-  return result;
-}
-
 /// The height of the signal around each sample: a peak that decays within about a millisecond.
 std::vector<float> envelope(const std::vector<float>& samples, double rate) {
   std::vector<float> heights(samples.size());
@@ -159,8 +152,8 @@ void smooth(std::vector<double>& values) {
 
 std::optional<SpeedTrack> SpeedTrack::measure(const std::vector<float>& samples,
                                               double sampleRate) {
-  const std::vector<float> low = band(samples, 330.0, 850.0, sampleRate);
-  const std::vector<float> high = band(samples, 1050.0, 3000.0, sampleRate);
+  const std::vector<float> low = bandOf(samples, lowTone, sampleRate);
+  const std::vector<float> high = bandOf(samples, highTone, sampleRate);
   const std::vector<float> lowHeights = envelope(low, sampleRate);
   const std::vector<float> highHeights = envelope(high, sampleRate);
   const auto hops =

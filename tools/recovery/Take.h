@@ -62,9 +62,8 @@ struct DoubtfulPlace {
 
 /// How the signal of a dump was recorded. Levels in decibels, frequencies in hertz.
 struct SignalFacts {
-  double toneLevel = 0.0;   // dBFS, the peaks of the tones, their median
-  double peakLevel = 0.0;   // dBFS, the largest sample within the dump
-  double noiseLevel = 0.0;  // dB of the rest against the tones, below 0 where the tones are louder
+  double toneLevel = 0.0;        // dBFS, the peaks of the tones, their median
+  double peakLevel = 0.0;        // dBFS, the largest sample within the dump
   double humFrequency = 0.0;     // 50 or 60, or 0 where there is none to speak of
   double humLevel = 0.0;         // dB of the hum against the tones
   double dcOffset = 0.0;         // part of full scale
