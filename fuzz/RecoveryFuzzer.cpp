@@ -10,10 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "recovery/Bank.h"
-#include "recovery/DumpSearch.h"
 #include "signal/TapeSignal.h"
 #include "support/Check.h"
+#include "support/Search.h"
 #include "support/TapeInput.h"
 
 namespace {
@@ -164,19 +163,8 @@ Recording recordingOf(std::string_view bytes) {
   return recording;
 }
 
-std::vector<Take> search(const Recording& recording, std::size_t framesAtATime,
-                         RecordingFacts* facts = nullptr) {
-  DumpSearch dumps(recording.sampleRate, recording.channels);
-  const auto channels = static_cast<std::size_t>(std::max(1, recording.channels));
-  const std::size_t frames = recording.samples.size() / channels;
-  for (std::size_t i = 0; i < frames; i += framesAtATime) {
-    dumps.add(recording.samples.data() + i * channels, std::min(framesAtATime, frames - i));
-  }
-  std::vector<Take> takes = dumps.finish();
-  if (facts != nullptr) {
-    *facts = dumps.facts();
-  }
-  return takes;
+Found search(const Recording& recording, std::size_t framesAtATime) {
+  return ::search(recording.samples, recording.sampleRate, recording.channels, framesAtATime);
 }
 
 void checkSpan(const Span& span, double duration, const char* what) {
@@ -224,7 +212,7 @@ void checkTake(const Take& take, double duration, int channels) {
   check(take.channelIndex >= 0 && take.channelIndex < channels, "the channel is one of those");
   check(take.leaderOnes >= 0, "ones of the leader");
   checkSpan(take.leader, duration, "the leader lies within the recording");
-  checkSpan(take.marker, duration, "the marker lies within the recording");
+  checkSpan(take.marker, duration, "the start marker lies within the recording");
   double time = -1.0;
   for (const SpeedPoint& point : take.speed) {
     checkFinite("a speed is a number", point.time, point.speed);
@@ -302,8 +290,7 @@ void checkReading(const BankReading& reading, std::span<const Take> takes,
       if (takes.size() == 1) {  // several may be sure together of what none is alone
         checkSurePreset(takes[0], record, preset);
       }
-      check(bank.empty() || bank.compare(presetSize * preset, presetSize, record, presetSize) == 0,
-            "a sure preset is right");
+      check(bank.empty() || isRight(reading, bank, preset), "a sure preset is right");
     }
   }
 }
@@ -323,8 +310,7 @@ void checkSameTakes(const std::vector<Take>& actual, const std::vector<Take>& ex
 
 void checkRecording(const Recording& recording, std::size_t framesAtATime,
                     std::vector<Take>& allTakes) {
-  RecordingFacts facts;
-  const std::vector<Take> takes = search(recording, 1'000'000, &facts);
+  const auto [takes, facts] = search(recording, 1'000'000);
   check(facts.levels.size() <= 4000, "at most 4,000 levels");
   check(!recording.isNoise || takes.empty(), "no dump in noise");
   const int best = bestTake(takes);
@@ -335,7 +321,7 @@ void checkRecording(const Recording& recording, std::size_t framesAtATime,
     checkReading(readBank({&take, 1}), {&take, 1}, recording.bank);
     allTakes.push_back(take);
   }
-  checkSameTakes(search(recording, framesAtATime), takes);
+  checkSameTakes(search(recording, framesAtATime).takes, takes);
 }
 
 }  // namespace

@@ -9,10 +9,8 @@
 #include <optional>
 #include <thread>
 
-#include "recovery/Bank.h"
 #include "recovery/ConverterReading.h"
-#include "recovery/DumpSearch.h"
-#include "support/RealRecording.h"
+#include "support/Search.h"
 
 namespace {
 
@@ -21,22 +19,10 @@ using recovery::Span;
 using recovery::Take;
 using recovery::Verdict;
 
-constexpr std::size_t framesAtATime = 65536;
-
 double processorSeconds() {
   std::timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-std::vector<Take> search(const RealRecording& recording) {
-  recovery::DumpSearch dumps(recording.sampleRate, recording.channels);
-  const auto channels = static_cast<std::size_t>(recording.channels);
-  const std::size_t frames = recording.samples.size() / channels;
-  for (std::size_t frame = 0; frame < frames; frame += framesAtATime) {
-    dumps.add(recording.samples.data() + frame * channels, std::min(framesAtATime, frames - frame));
-  }
-  return dumps.finish();
 }
 
 /// The dump that a take covers the most of; none where it covers none.
@@ -54,31 +40,13 @@ const RecordedDump* dumpBehind(const RealRecording& recording, const Take& take)
   return best;
 }
 
-bool isRight(const BankReading& reading, const PresetBank& bank, std::size_t preset) {
-  const auto at = static_cast<std::ptrdiff_t>(preset * presetSize);
-  return std::equal(bank.begin() + at, bank.begin() + at + presetSize, reading.bank.begin() + at);
-}
-
-/// A sure preset is wrong if its bytes are, or if it lies where there is nothing to be read.
-int countSureAndWrong(const BankReading& reading, const RecordedDump* dump) {
-  constexpr double tolerance = 0.01;  // seconds
-  int wrong = 0;
-  for (std::size_t preset = 0; preset < presetCount; ++preset) {
-    const recovery::PresetReading& read = reading.presets[preset];
-    if (read.verdict == Verdict::Sure &&
-        (dump == nullptr || !isRight(reading, dump->bank, preset) ||
-         read.span.start < dump->start - tolerance || read.span.end > dump->end + tolerance)) {
-      ++wrong;
-    }
-  }
-  return wrong;
-}
+std::string_view bytesIn(const PresetBank& bank) { return {bank.data(), bank.size()}; }
 
 void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcome) {
   outcome.whole = true;
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
     const bool isSure = reading.presets[preset].verdict == Verdict::Sure;
-    const bool right = isRight(reading, dump.bank, preset);
+    const bool right = isRight(reading, bytesIn(dump.bank), preset);
     if (!dump.isRecorded[preset]) {
       outcome.whole = outcome.whole && (!isSure || right);
       continue;
@@ -99,12 +67,7 @@ bool converterReads(const RealRecording& recording) {
   if (!recording.isPlainWav) {
     return false;
   }
-  std::vector<float> first;
-  for (std::size_t i = 0; i < recording.samples.size();
-       i += static_cast<std::size_t>(recording.channels)) {
-    // The converter takes the bytes of eight bits for signed, which turns them upside down.
-    first.push_back(recording.bitsPerSample == 8 ? -recording.samples[i] : recording.samples[i]);
-  }
+  const std::vector<float> first = recording.firstChannel();
   const PresetBank& bank = recording.dumps[static_cast<std::size_t>(recording.mainDump)].bank;
   return recovery::readAsConverter(first.data(), static_cast<int>(first.size()), bank)
              .wrongPresets == 0;
@@ -154,6 +117,20 @@ void print(const std::string& mixture, std::uint32_t seed, const Outcome& outcom
 
 }  // namespace
 
+int sureAndWrong(const BankReading& reading, const RecordedDump* dump) {
+  constexpr double tolerance = 0.01;  // seconds
+  int wrong = 0;
+  for (std::size_t preset = 0; preset < presetCount; ++preset) {
+    const recovery::PresetReading& read = reading.presets[preset];
+    if (read.verdict == Verdict::Sure &&
+        (dump == nullptr || !isRight(reading, bytesIn(dump->bank), preset) ||
+         read.span.start < dump->start - tolerance || read.span.end > dump->end + tolerance)) {
+      ++wrong;
+    }
+  }
+  return wrong;
+}
+
 Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
   Outcome outcome;
   std::vector<Take> ofMainDump;
@@ -162,12 +139,13 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
   for (int i = 0; i < takes; ++i) {
     const RealRecording recording = makeRecording(mixture, seed, i);
     const double start = processorSeconds();
-    const std::vector<Take> found = search(recording);
+    const std::vector<Take> found =
+        search(recording.samples, recording.sampleRate, recording.channels).takes;
     outcome.seconds += processorSeconds() - start;
     outcome.found = outcome.found || !found.empty();
     for (const Take& take : found) {
       outcome.sureAndWrong +=
-          countSureAndWrong(recovery::readBank({&take, 1}), dumpBehind(recording, take));
+          sureAndWrong(recovery::readBank({&take, 1}), dumpBehind(recording, take));
     }
     if (i == 0) {
       outcome.faults = recording.faults;
@@ -194,10 +172,10 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
   judge(reading, *main, outcome);
   if (takes > 1) {
     for (std::size_t preset = 0; preset < presetCount; ++preset) {
-      outcome.sureAndWrong +=
-          reading.presets[preset].verdict == Verdict::Sure && !isRight(reading, main->bank, preset)
-              ? 1
-              : 0;
+      outcome.sureAndWrong += reading.presets[preset].verdict == Verdict::Sure &&
+                                      !isRight(reading, bytesIn(main->bank), preset)
+                                  ? 1
+                                  : 0;
     }
   }
   return outcome;

@@ -5,6 +5,9 @@
 #include <string_view>
 #include <vector>
 
+#include "recovery/Bank.h"
+#include "support/RealRecording.h"
+
 /// What came of one recording of the model, or of several takes of one dump.
 struct Outcome {
   bool whole = false;           // every recorded preset is right, and no other is sure
@@ -18,6 +21,10 @@ struct Outcome {
   double seconds = 0.0;         // of processor time for the recovery
   std::string faults;           // what is the matter with the recording
 };
+
+/// How many sure presets of a reading of `dump`, or of no dump, are wrong: their bytes are, or they
+/// lie where there is nothing to be read.
+int sureAndWrong(const recovery::BankReading& reading, const RecordedDump* dump);
 
 /// Makes `takes` recordings of the dump number `seed` of `mixture` and reads them.
 Outcome measure(std::string_view mixture, std::uint32_t seed, int takes);

@@ -14,11 +14,11 @@
 
 #include "recovery/Bank.h"
 #include "recovery/ConverterReading.h"
-#include "recovery/DumpSearch.h"
 #include "recovery/Framing.h"
 #include "recovery/Measurement.h"
 #include "support/Banks.h"
 #include "support/RealRecording.h"
+#include "support/Search.h"
 #include "support/TapeChain.h"
 
 namespace recovery {
@@ -43,13 +43,7 @@ RealRecording record(const TapeChain& chain) {
 }
 
 std::vector<Take> search(const RealRecording& recording, std::size_t framesAtATime = 4096) {
-  DumpSearch dumps(recording.sampleRate, recording.channels);
-  const auto channels = static_cast<std::size_t>(recording.channels);
-  for (std::size_t i = 0; i < recording.samples.size(); i += framesAtATime * channels) {
-    dumps.add(recording.samples.data() + i,
-              std::min(framesAtATime, (recording.samples.size() - i) / channels));
-  }
-  return dumps.finish();
+  return ::search(recording.samples, recording.sampleRate, recording.channels, framesAtATime).takes;
 }
 
 /// The only dump of a recording; an empty one where there are none or several.
@@ -65,21 +59,6 @@ Take onlyTake(const RealRecording& recording) {
 }
 
 BankReading read(const std::vector<Take>& takes) { return readBank(takes); }
-
-bool isRight(const BankReading& reading, std::size_t preset,
-             const PresetBank& bank = randomBank(1)) {
-  const std::string bytes = bytesOf(bank).substr(presetSize * preset, presetSize);
-  return bytesOf(reading.bank).substr(presetSize * preset, presetSize) == bytes;
-}
-
-/// How often a sure preset is wrong.
-int sureAndWrong(const BankReading& reading) {
-  int wrong = 0;
-  for (std::size_t preset = 0; preset < presetCount; ++preset) {
-    wrong += reading.presets[preset].verdict == Verdict::Sure && !isRight(reading, preset) ? 1 : 0;
-  }
-  return wrong;
-}
 
 void expectAllSure(const BankReading& reading) {
   EXPECT_EQ(reading.count(Verdict::Sure), presetCount);
@@ -122,13 +101,9 @@ TEST(RecoveryTest, ReadsAnyRate) {
 TEST(RecoveryTest, RefusesOtherRatesAndNoChannels) {
   const std::vector<float> samples(1000, 0.5F);
   for (const double rate : {0.0, 3999.0, 1000001.0, std::nan("")}) {
-    DumpSearch dumps(rate, 1);
-    dumps.add(samples.data(), samples.size());
-    EXPECT_THAT(dumps.finish(), SizeIs(0)) << rate;
+    EXPECT_THAT(::search(samples, rate, 1).takes, SizeIs(0)) << rate;
   }
-  DumpSearch dumps(44100.0, 0);
-  dumps.add(samples.data(), samples.size());
-  EXPECT_THAT(dumps.finish(), SizeIs(0));
+  EXPECT_THAT(::search(samples, 44100.0, 0).takes, SizeIs(0));
 }
 
 TEST(RecoveryTest, DoesNotDependOnTheBlocks) {
@@ -158,7 +133,7 @@ TEST(RecoveryTest, BearsAnythingAFloatCanHold) {
     recording.samples[400'000 + 50'000 * i] = odd[i];  // within the data
   }
   const BankReading reading = read(search(recording));
-  EXPECT_EQ(sureAndWrong(reading), 0);
+  EXPECT_EQ(sureAndWrong(reading, &recording.dumps[0]), 0);
   EXPECT_GE(reading.count(Verdict::Sure), presetCount - 5);
 }
 
@@ -231,9 +206,7 @@ TEST(RecoveryTest, NotesADropOut) {
 TEST(RecoveryTest, SaysWhatTheRecordingHolds) {
   const RealRecording recording =
       record({.peak = -12.0, .wiring = Wiring::SecondWeak, .wiringStrength = 20.0});
-  DumpSearch dumps(recording.sampleRate, recording.channels);
-  dumps.add(recording.samples.data(), recording.samples.size() / 2);
-  const RecordingFacts said = dumps.facts();
+  const RecordingFacts said = ::search(recording.samples, 44100.0, 2).facts;
   EXPECT_EQ(said.sampleRate, 44100.0);
   EXPECT_EQ(said.channels, 2);
   EXPECT_NEAR(said.duration, static_cast<double>(recording.samples.size()) / 2 / 44100.0, 1e-6);
@@ -288,7 +261,7 @@ TEST(RecoveryTest, GivesThePresetsBeforeAMissingEnd) {
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
     const bool isThere = recording.dumps[0].isRecorded[preset];
     EXPECT_EQ(reading.presets[preset].verdict == Verdict::Sure, isThere) << preset;
-    EXPECT_TRUE(!isThere || isRight(reading, preset)) << preset;
+    EXPECT_TRUE(!isThere || isRight(reading, bytesOf(randomBank(1)), preset)) << preset;
   }
   EXPECT_EQ(reading.presets[39].verdict, Verdict::Missing);
   EXPECT_EQ(reading.presets[39].reason, Reason::NotRecorded);
@@ -298,10 +271,12 @@ TEST(RecoveryTest, GivesThePresetsBeforeAMissingEnd) {
 TEST(RecoveryTest, GivesThePresetsAfterAMissingBeginning) {
   const RealRecording recording = record({.missingBefore = 8.0});
   const BankReading reading = read({onlyTake(recording)});
-  EXPECT_EQ(sureAndWrong(reading), 0);
+  EXPECT_EQ(sureAndWrong(reading, &recording.dumps[0]), 0);
   EXPECT_EQ(reading.presets[0].verdict, Verdict::Missing);
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
-    EXPECT_TRUE(!recording.dumps[0].isRecorded[preset] || isRight(reading, preset)) << preset;
+    EXPECT_TRUE(!recording.dumps[0].isRecorded[preset] ||
+                isRight(reading, bytesOf(randomBank(1)), preset))
+        << preset;
   }
 }
 
@@ -334,7 +309,7 @@ TEST(RecoveryTest, DoubtsALongSilentDropOut) {
   for (const double duration : {0.03, 0.06, 0.12}) {
     const RealRecording recording = record({.hiss = 45.0, .dropOuts = {{0.51, duration, 80.0}}});
     const BankReading reading = read(search(recording));
-    EXPECT_EQ(sureAndWrong(reading), 0) << duration;
+    EXPECT_EQ(sureAndWrong(reading, &recording.dumps[0]), 0) << duration;
     EXPECT_LT(reading.count(Verdict::Sure), presetCount) << duration;
   }
 }

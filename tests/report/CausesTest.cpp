@@ -19,17 +19,6 @@ using report::Weight;
 using testing::TestWithParam;
 using testing::ValuesIn;
 
-/// The causes that are stated of the first recording, but for the one that claims nothing.
-std::vector<std::string> statedIn(const report::Results& results) {
-  std::vector<std::string> words;
-  for (const report::Finding& finding : report::findings(results, 0)) {
-    if (finding.cause != Cause::Unclear) {
-      words.emplace_back(report::causeWord(finding.cause));
-    }
-  }
-  return words;
-}
-
 /// Moves the tones from -6 to `level` dBFS, and all else with them.
 void setLevel(recovery::Take& take, double level) {
   for (float& part : take.spectrum) {
@@ -76,7 +65,7 @@ TEST_P(Threshold, IsWhereACauseIsStated) {
   Recording& recording = results.recordings[0];
   recording.converter.outcome = ConverterOutcome::ReadsWrong;
   GetParam().change(recording, recording.takes[0]);
-  EXPECT_EQ(statedIn(results), GetParam().stated);
+  EXPECT_EQ(statedCauses(results), GetParam().stated);
 }
 
 const std::vector<Case> cases{

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "report/Causes.h"
+
 namespace {
 
 constexpr double shortHalfPeriod = 12.0 / 44100.0;  // seconds
@@ -80,4 +82,14 @@ void makeDoubtful(report::Results& results, int record, recovery::Reason reason)
   preset.reason = reason;
   preset.worstTime = preset.span.start;
   preset.doubtfulBits[0] = 0x80;
+}
+
+std::vector<std::string> statedCauses(const report::Results& results) {
+  std::vector<std::string> words;
+  for (const report::Finding& finding : report::findings(results, 0)) {
+    if (finding.cause != report::Cause::Unclear) {
+      words.emplace_back(report::causeWord(finding.cause));
+    }
+  }
+  return words;
 }

@@ -134,7 +134,7 @@ TEST(Labels, LieWhereThingsAre) {
   recovery::Take& take = results.recordings[0].takes[0];
   take.dropOuts.push_back({{2.1, 2.112}, 31.6});
   const std::string lines = report::labels(results, 0);
-  // A leader of 100 bits of 144 samples, a marker of 168, presets of 96 * (144 + 168).
+  // A leader of 100 bits of 144 samples, a start marker of 168, presets of 96 * (144 + 168).
   EXPECT_EQ(lines.substr(0, lines.find("1-3")),
             "1.000000\t1.326531\tleader\n"
             "1.326531\t1.330340\tmarker\n"

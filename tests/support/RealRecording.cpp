@@ -364,7 +364,7 @@ void drawSurroundings(TapeChain& chain, Random& random) {
   }
 }
 
-void makeSevere(TapeChain& chain, Random& random) {
+void drawDamage(TapeChain& chain, Random& random) {
   const int kind = random.below(6);
   if (kind <= 2) {
     addDropOuts(chain, random, 12 + random.below(48), 0.04, 0.12, 10.0, 60.0);
@@ -388,7 +388,7 @@ void makeSevere(TapeChain& chain, Random& random) {
   }
 }
 
-void makeIncomplete(TapeChain& chain, Random& random) {
+void drawMissingParts(TapeChain& chain, Random& random) {
   const int kind = random.below(10);
   if (kind < 6 || kind == 9) {
     chain.missingAfter = random.between(0.005, 20.0);
@@ -436,23 +436,24 @@ RealRecording recordDrawn(const TapeChain& chain, bool isPlainWav, double shareO
   return recording;
 }
 
-RealRecording makeTypical(Random& bankRandom, Random& random) {
+RealRecording makeOld(bool isDamaged, Random& bankRandom, Random& random) {
   TapeChain chain;
   drawTape(chain, random);
   drawWiring(chain, random);
   const bool isPlainWav = drawFile(chain, random);
   drawSurroundings(chain, random);
-  return recordDrawn(chain, isPlainWav, 0.25, bankRandom, random);
+  if (isDamaged) {
+    drawDamage(chain, random);
+  }
+  return recordDrawn(chain, isPlainWav, isDamaged ? 0.6 : 0.25, bankRandom, random);
+}
+
+RealRecording makeTypical(Random& bankRandom, Random& random) {
+  return makeOld(false, bankRandom, random);
 }
 
 RealRecording makeSevere(Random& bankRandom, Random& random) {
-  TapeChain chain;
-  drawTape(chain, random);
-  drawWiring(chain, random);
-  const bool isPlainWav = drawFile(chain, random);
-  drawSurroundings(chain, random);
-  makeSevere(chain, random);
-  return recordDrawn(chain, isPlainWav, 0.6, bankRandom, random);
+  return makeOld(true, bankRandom, random);
 }
 
 RealRecording makeIncomplete(Random& bankRandom, Random& random) {
@@ -465,7 +466,7 @@ RealRecording makeIncomplete(Random& bankRandom, Random& random) {
     chain.clicks = 0;
     chain.hiss = 45.0;
   }
-  makeIncomplete(chain, random);
+  drawMissingParts(chain, random);
   return recordDrawn(chain, true, 0.25, bankRandom, random);
 }
 
@@ -572,6 +573,8 @@ RealRecording makeGrid(Random& bankRandom, Random& random) {
     recording.samples = recordTape(signal, conditions);
     const auto steps = static_cast<float>((1 << (bits - 1)) - 1);
     for (float& sample : recording.samples) {
+      // Halves go away from zero, in `recordThrough` to the even step: 24 bits have many of them,
+      // and each seed stays the recording that was measured.
       sample = std::round(sample * steps) / steps;
     }
     const double end = static_cast<double>(recording.samples.size()) / sampleRate;
@@ -642,6 +645,15 @@ RealRecording makeFaulty(const Fault& fault, Strength strength, Random& bankRand
 
 bool RecordedDump::isComplete() const {
   return std::all_of(isRecorded.begin(), isRecorded.end(), [](bool is) { return is; });
+}
+
+std::vector<float> RealRecording::firstChannel() const {
+  std::vector<float> first;
+  for (std::size_t i = 0; i < samples.size(); i += static_cast<std::size_t>(channels)) {
+    // The converter takes the bytes of eight bits for signed, which turns them upside down.
+    first.push_back(bitsPerSample == 8 ? -samples[i] : samples[i]);
+  }
+  return first;
 }
 
 std::vector<std::string> mixtureNames() {

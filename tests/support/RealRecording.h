@@ -28,6 +28,9 @@ struct RealRecording {
   std::vector<RecordedDump> dumps = {};
   int mainDump = -1;        // index of the one that it was made for; -1 where it holds none
   std::string faults = {};  // what is the matter with it, for people
+
+  /// The samples that the converter would load of the file, but for their scale.
+  std::vector<float> firstChannel() const;
 };
 
 /// The mixtures and single faults that `makeRecording` knows, in the order of a table.
