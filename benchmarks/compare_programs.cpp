@@ -6,14 +6,12 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iterator>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -23,15 +21,10 @@ constexpr int rounds = 101;
 constexpr std::size_t fullSize = 16 * 1024 * 1024;
 constexpr std::size_t headerSize = 44;
 
-struct Cost {
-  double milliseconds;
-  long peakKilobytes;
-};
-
 struct Program {
   std::string name;
   std::vector<std::string> command;
-  std::vector<double> milliseconds;
+  double milliseconds = std::numeric_limits<double>::infinity();  // least so far
   long peakKilobytes = 0;
 };
 
@@ -40,8 +33,12 @@ struct Program {
   std::exit(EXIT_FAILURE);
 }
 
+double milliseconds(const timeval& time) {
+  return 1e3 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_usec);
+}
+
 /// Runs the command with its messages thrown away. Ends the process unless it ends with status 0.
-Cost runOnce(const std::vector<std::string>& command) {
+rusage runOnce(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
@@ -53,7 +50,6 @@ Cost runOnce(const std::vector<std::string>& command) {
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
 
-  const auto start = std::chrono::steady_clock::now();
   pid_t child = 0;
   int status = 0;
   rusage usage{};
@@ -61,27 +57,12 @@ Cost runOnce(const std::vector<std::string>& command) {
       wait4(child, &status, 0, &usage) != child || status != 0) {
     fail(command.front() + " failed");
   }
-  const std::chrono::duration<double, std::milli> elapsed =
-      std::chrono::steady_clock::now() - start;
   posix_spawn_file_actions_destroy(&actions);
-  return {elapsed.count(), usage.ru_maxrss};
-}
-
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
-double medianRatio(const Program& program, const Program& other) {
-  std::vector<double> ratios;
-  std::transform(program.milliseconds.begin(), program.milliseconds.end(),
-                 other.milliseconds.begin(), std::back_inserter(ratios), std::divides<>());
-  return median(ratios);
+  return usage;
 }
 
 /// Runs the programs in turn, each round beginning with another one and each run with an empty
-/// output folder, and prints what they cost.
+/// output folder, and prints the least that each cost.
 void compare(const std::string& recording, const std::string& outputFolder,
              std::vector<Program> programs) {
   for (std::size_t round = 0; round < rounds; ++round) {
@@ -89,17 +70,17 @@ void compare(const std::string& recording, const std::string& outputFolder,
       Program& program = programs[(round + i) % programs.size()];
       std::filesystem::remove_all(outputFolder);
       std::filesystem::create_directory(outputFolder);
-      const Cost cost = runOnce(program.command);
-      program.milliseconds.push_back(cost.milliseconds);
-      program.peakKilobytes = std::max(program.peakKilobytes, cost.peakKilobytes);
+      const rusage cost = runOnce(program.command);
+      program.milliseconds =
+          std::min(program.milliseconds, milliseconds(cost.ru_utime) + milliseconds(cost.ru_stime));
+      program.peakKilobytes = std::max(program.peakKilobytes, cost.ru_maxrss);
     }
   }
-  std::printf("\n%s, %.1f MB, %d rounds\n", recording.c_str(),
+  std::printf("\n%s, %.1f MB, least processor time of %d runs\n", recording.c_str(),
               static_cast<double>(std::filesystem::file_size(recording)) / 1e6, rounds);
-  std::printf("%-24s %12s %18s %12s\n", "", "median ms", "converter takes", "peak KiB");
   for (const Program& program : programs) {
-    std::printf("%-24s %12.2f %16.2f x %12ld\n", program.name.c_str(), median(program.milliseconds),
-                medianRatio(programs.front(), program), program.peakKilobytes);
+    std::printf("%-24s %9.2f ms %9ld KiB\n", program.name.c_str(), program.milliseconds,
+                program.peakKilobytes);
   }
 }
 
@@ -154,9 +135,9 @@ int main(int argc, char** argv) {
   makeFullRecording(sample, full);
   for (const std::string& recording : {sample, full}) {
     compare(recording, output,
-            {{"converter", {converter, recording, output}, {}},
-             {"least work", {leastWork, recording, output}, {}},
-             {"sox FILE -n stat", {"sox", recording, "-n", "stat"}, {}}});
+            {{"converter", {converter, recording, output}},
+             {"least work", {leastWork, recording, output}},
+             {"sox FILE -n stat", {"sox", recording, "-n", "stat"}}});
   }
   std::filesystem::remove_all(folder);
   return EXIT_SUCCESS;

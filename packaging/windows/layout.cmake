@@ -2,8 +2,6 @@
 # manual pages as HTML.
 find_program(MANDOC_PROGRAM mandoc REQUIRED)
 install(TARGETS Kestrel7ToTransferFiles Kestrel7SysexToTape DESTINATION .)
-set(pages Kestrel7ToTransferFiles.1 Kestrel7SysexToTape.1
-          kestrel7-bank.5 kestrel7-recording.5 kestrel7-transfer.5)
 if(TARGET Kestrel7TapeToSysex)
   install(TARGETS Kestrel7TapeToSysex DESTINATION .)
   list(APPEND pages Kestrel7TapeToSysex.1)

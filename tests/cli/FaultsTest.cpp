@@ -21,6 +21,7 @@
 
 namespace {
 
+using namespace messages;
 using ::testing::_;
 using ::testing::AllOf;
 using ::testing::AnyOf;
@@ -30,12 +31,7 @@ using ::testing::Matcher;
 using ::testing::Not;
 using ::testing::Values;
 
-const std::string tape = "reading tape data..\n";
-const std::string sysex = "reading sysex data..\n";
-const std::string converting = "converting to Revision 3..\n";
-const std::string failed = "hmmm, that didn't work..";
 const std::string noFormat = "Wav format -> SampleRate 0 BitDepth 0\n";
-const std::string rightFormat = "Wav format -> SampleRate 44100 BitDepth 16\n";
 
 const std::string bank = revision1Bank();
 const std::string tapeRecords = bank.substr(0, 2 * 24);
@@ -43,7 +39,6 @@ const FileTree bankFiles = transferFiles("out", bank);
 const FileTree convertedFiles = transferFiles("out", revision3Bank());
 const FileTree tapeFiles = transferFiles("out", filledUp(tapeRecords));
 const FileTree zeroFiles = transferFiles("out", filledUp(""));
-const FileTree report{{"out/format", "OK: SampleRate 44100\n"}};
 
 class FaultsTest : public ConverterTest {
  protected:
@@ -155,7 +150,7 @@ TEST_F(OutputFaults, FileNeedNotBeReadable) {
   allow("out/preset1-1.txt", 0644);
   allow("out/format", 0644);
   EXPECT_EQ(readFile(folder / "out/preset1-1.txt"), bankFiles.at("out/preset1-1.txt"));
-  EXPECT_EQ(readFile(folder / "out/format"), report.at("out/format"));
+  EXPECT_EQ(readFile(folder / "out/format"), rightReport().at("out/format"));
 }
 
 TEST_F(OutputFaults, FolderInPlaceOfTheLastFileIsToldToo) {
@@ -186,14 +181,15 @@ TEST_P(LostMessages, ChangeNeitherFilesNorStatus) {
 
 INSTANTIATE_TEST_SUITE_P(
     Runs, LostMessages,
-    Combine(
-        Values(StandardOutput::Closed, StandardOutput::FullDevice, StandardOutput::PipeNobodyReads),
-        Values(std::pair(Arguments("bank.syx"), Outcome{}),
-               std::pair(Arguments("x.syx out"), Outcome{.status = 255}),
-               std::pair(Arguments("bank.syx missing"), Outcome{}),
-               std::pair(Arguments("bank.syx out -R1"), Outcome{.written = convertedFiles}),
-               std::pair(Arguments("tape.wav out"), Outcome{.written = tapeFiles}),
-               std::pair(Arguments("tape.wav out -CheckWavFormat"), Outcome{.written = report}))));
+    Combine(Values(StandardOutput::Closed, StandardOutput::FullDevice,
+                   StandardOutput::PipeNobodyReads),
+            Values(std::pair(Arguments("bank.syx"), Outcome{}),
+                   std::pair(Arguments("x.syx out"), Outcome{.status = 255}),
+                   std::pair(Arguments("bank.syx missing"), Outcome{}),
+                   std::pair(Arguments("bank.syx out -R1"), Outcome{.written = convertedFiles}),
+                   std::pair(Arguments("tape.wav out"), Outcome{.written = tapeFiles}),
+                   std::pair(Arguments("tape.wav out -CheckWavFormat"),
+                             Outcome{.written = rightReport()}))));
 
 TEST_F(FaultsTest, ProgressLinesAreOutBeforeASignalEndsTheWriting) {
   const ProcessResult ofBank = runProgram("bank.syx out -R1", {.largestFile = 100});
@@ -214,8 +210,8 @@ ProcessOptions withOpenFiles(long most) {
 
 TEST_F(FaultsTest, OpenFilesAreOneAtATimeBesidesABank) {
   expectOutcome("tape.wav out", {.output = tape, .written = tapeFiles}, withOpenFiles(1));
-  expectOutcome("tape.wav out -CheckWavFormat", {.output = tape + rightFormat, .written = report},
-                withOpenFiles(1));
+  expectOutcome("tape.wav out -CheckWavFormat",
+                {.output = tape + rightFormat, .written = rightReport()}, withOpenFiles(1));
   expectOutcome("bank.syx out", {.output = sysex, .written = bankFiles}, withOpenFiles(2));
 }
 

@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace messages;
 using ::testing::ValuesIn;
 
 const std::string usage =
@@ -17,11 +18,6 @@ const std::string usage =
     "or\n"
     "usage: Kestrel7ToTransferFiles [wav file] outputFolder -CheckWavFormat\n";
 const std::string unknown = "expected syx, sysex or wav file..";
-const std::string tape = "reading tape data..\n";
-const std::string sysex = "reading sysex data..\n";
-const std::string converting = "converting to Revision 3..\n";
-const std::string rightFormat = tape + "Wav format -> SampleRate 44100 BitDepth 16\n";
-const std::string failed = "hmmm, that didn't work..";
 
 // On tape are the first three records.
 const std::string tapeBank = filledUp(revision1Bank().substr(0, 3 * 24));
@@ -30,10 +26,6 @@ const std::string bank = revision1Bank();
 const std::string bankAsRev3 = revision3Bank();
 const std::string otherBank = bytesOf(randomBank(2));
 const std::string zeroBank = filledUp("");
-
-FileTree report(const std::string& folder) {
-  return {{folder + "/format", "OK: SampleRate 44100\n"}};
-}
 
 /// The silent recording of which the header says all that counts.
 std::string silence(const WavFormat& format) { return wavFile(format, std::string(4800, '\0')); }
@@ -148,11 +140,11 @@ const std::vector<Run> reportCannotBeOpened{
 INSTANTIATE_TEST_SUITE_P(ReportCannotBeOpened, Outcomes, ValuesIn(reportCannotBeOpened));
 
 const std::vector<Run> formatCheckDone{
-    {"tape.wav out -CheckWavFormat", rightFormat, 0, report("out")},
-    {"tape.wav out -CheckWavFormat -CheckWavFormat", rightFormat, 0, report("out")},
-    {"tape.wav out -R1 -CheckWavFormat -R2", rightFormat, 0, report("out")},
-    {"tape.wav out/ -CheckWavFormat", rightFormat, 0, report("out")},
-    {"tape.wav -CheckWavFormat", rightFormat, 0, report("-CheckWavFormat")},
+    {"tape.wav out -CheckWavFormat", tape + rightFormat, 0, rightReport()},
+    {"tape.wav out -CheckWavFormat -CheckWavFormat", tape + rightFormat, 0, rightReport()},
+    {"tape.wav out -R1 -CheckWavFormat -R2", tape + rightFormat, 0, rightReport()},
+    {"tape.wav out/ -CheckWavFormat", tape + rightFormat, 0, rightReport()},
+    {"tape.wav -CheckWavFormat", tape + rightFormat, 0, rightReport("-CheckWavFormat")},
 };
 INSTANTIATE_TEST_SUITE_P(FormatCheckDone, Outcomes, ValuesIn(formatCheckDone));
 
@@ -239,7 +231,7 @@ TEST_F(OutcomesTest, NameOfTheProgramIsAnArgumentToo) {
                 {.argument0 = "-R1"});
   expectOutcome("tape.wav out", {.output = tape + converting, .written = convertedTapeFiles},
                 {.argument0 = "-R2"});
-  expectOutcome("tape.wav out", {.output = rightFormat, .written = report("out")},
+  expectOutcome("tape.wav out", {.output = tape + rightFormat, .written = rightReport()},
                 {.argument0 = "-CheckWavFormat"});
 }
 
@@ -254,7 +246,8 @@ TEST_F(OutcomesTest, TransferFilesReplaceOlderOnesAndLeaveOtherFilesAlone) {
 TEST_F(OutcomesTest, FormatReportReplacesAnOlderOne) {
   give("out/format", "WRONG SAMPLERATE: SampleRate 48000\nand more\n");
   give("out/preset1-1.txt", "of a run before");
-  expectOutcome("tape.wav out -CheckWavFormat", {.output = rightFormat, .written = report("out")});
+  expectOutcome("tape.wav out -CheckWavFormat",
+                {.output = tape + rightFormat, .written = rightReport()});
 }
 
 TEST_F(OutcomesTest, EmptyFolderIsTheRoot) {

@@ -119,6 +119,10 @@ std::string tapeRecording(std::string_view records) {
   return wavFile({}, pcmBytes({recordTape(dumpSignal(records, leaderOnes))}, 16));
 }
 
+FileTree rightReport(const std::string& folder) {
+  return {{folder + "/format", "OK: SampleRate 44100\n"}};
+}
+
 ProgramTest::ProgramTest(std::string programPath) : program(std::move(programPath)) {
   giveFolder("out");
 }

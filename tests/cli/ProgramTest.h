@@ -37,6 +37,18 @@ std::string filledUp(std::string_view records);
 /// accordingly short.
 std::string tapeRecording(std::string_view records);
 
+/// What the converter says.
+namespace messages {
+inline const std::string tape = "reading tape data..\n";
+inline const std::string sysex = "reading sysex data..\n";
+inline const std::string converting = "converting to Revision 3..\n";
+inline const std::string rightFormat = "Wav format -> SampleRate 44100 BitDepth 16\n";
+inline const std::string failed = "hmmm, that didn't work..";
+}  // namespace messages
+
+/// The report of a format check that finds the right sample rate.
+FileTree rightReport(const std::string& folder = "out");
+
 /// All that can be seen of a run.
 struct Outcome {
   std::string output = {};  // looked at where it is captured

@@ -10,10 +10,10 @@
 
 namespace {
 
+using namespace messages;
 using ::testing::ValuesIn;
 
 const std::string bank = bytesOf(randomBank(4));
-const std::string tape = "reading tape data..\n";
 
 class Recordings : public ConverterTest, public ::testing::WithParamInterface<WavFormat> {};
 
@@ -55,7 +55,7 @@ TEST_F(ConverterTest, ReadsTheExampleBankAndItsRecording) {
   giveFolder("other");
   expectOutcome("recording.wav out", {.output = tape, .written = transferFiles("out", example)});
   expectOutcome({EXAMPLE_BANK_PATH, "other"},
-                {.output = "reading sysex data..\n", .written = transferFiles("other", example)});
+                {.output = sysex, .written = transferFiles("other", example)});
 }
 
 }  // namespace

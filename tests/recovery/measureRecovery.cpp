@@ -13,9 +13,6 @@
 #include "signal/WavFile.h"
 #include "support/RealRecording.h"
 
-// Seeds of 0 to 99,999 are for development. What is reported comes from 1,000,000 on: nothing is
-// ever tuned on those.
-
 namespace {
 
 constexpr const char* usage =
@@ -24,7 +21,8 @@ constexpr const char* usage =
     "       measure_recovery --write FILE.wav [--seed N] MIXTURE\n"
     "Makes recordings, reads them and prints a table.\n"
     "MIXTURE is one of --list, \"faults\" (each single fault), \"nodump\" or \"all\".\n"
-    "  --seed N     the first seed (0)\n"
+    "  --seed N     the first seed (0); tune the core on seeds below 100,000 only, and take figures\n"
+    "               for a document from 1,000,000 on\n"
     "  --count N    recordings of each mixture (20)\n"
     "  --takes N    recordings of each dump, read together (1)\n"
     "  -j N         threads (1)\n"
