@@ -3,8 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include "cli/ProgramTest.h"
@@ -25,11 +23,9 @@ using namespace messages;
 using ::testing::_;
 using ::testing::AllOf;
 using ::testing::AnyOf;
-using ::testing::Combine;
 using ::testing::HasSubstr;
 using ::testing::Matcher;
 using ::testing::Not;
-using ::testing::Values;
 
 const std::string noFormat = "Wav format -> SampleRate 0 BitDepth 0\n";
 
@@ -95,28 +91,26 @@ TEST_F(InputFaults, BlockAlignOfZeroIsAFaultThatCannotBeBlocked) {
   sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-class LoudRecording : public ConverterTest,
-                      public ::testing::WithParamInterface<std::pair<std::string, std::string>> {};
-
-TEST_P(LoudRecording, Of32BitsEndsByAFailedAssertion) {
-  const auto& [samples, assertion] = GetParam();
-  const std::string other = assertion == "v <= 1.0" ? "v >= -1.0" : "v <= 1.0";
-  const Outcome aborted{.output = tape,
-                        .signal = SIGABRT,
-                        .errors = AllOf(HasSubstr(assertion), HasSubstr("load"),
-                                        HasSubstr("WavLoader.cpp"), Not(HasSubstr(other)))};
-  give("x.wav", wavFile({.numChannels = 2, .bitsPerSample = 32}, samples));
-  expectOutcome("x.wav out -R1", aborted);
-  expectOutcome("x.wav out -CheckWavFormat", aborted);
+TEST_F(InputFaults, LoudRecordingOf32BitsEndsByAFailedAssertion) {
+  const std::string zero(4, '\0');
+  const std::string plusOne("\x01\0\0\0", 4);
+  const std::string minusOne("\xFF\xFF\xFF\xFF", 4);
+  const struct {
+    std::string samples;
+    std::string assertion;
+    std::string other;
+  } rows[] = {{zero + plusOne + minusOne + zero, "v <= 1.0", "v >= -1.0"},
+              {minusOne + plusOne, "v >= -1.0", "v <= 1.0"}};
+  for (const auto& [samples, assertion, other] : rows) {
+    const Outcome aborted{.output = tape,
+                          .signal = SIGABRT,
+                          .errors = AllOf(HasSubstr(assertion), HasSubstr("load"),
+                                          HasSubstr("WavLoader.cpp"), Not(HasSubstr(other)))};
+    give("x.wav", wavFile({.numChannels = 2, .bitsPerSample = 32}, samples));
+    expectOutcome("x.wav out -R1", aborted);
+    expectOutcome("x.wav out -CheckWavFormat", aborted);
+  }
 }
-
-const std::string zero(4, '\0');
-const std::string plusOne("\x01\0\0\0", 4);
-const std::string minusOne("\xFF\xFF\xFF\xFF", 4);
-
-INSTANTIATE_TEST_SUITE_P(Samples, LoudRecording,
-                         Values(std::pair(zero + plusOne + minusOne + zero, "v <= 1.0"),
-                                std::pair(minusOne + plusOne, "v >= -1.0")));
 
 using OutputFaults = FaultsTest;
 
@@ -169,27 +163,21 @@ TEST_F(OutputFaults, NoSpaceIsNotNoticed) {
   expectOutcome("tape.wav out -CheckWavFormat", {.output = tape + rightFormat});
 }
 
-/// Runs whose messages nobody gets.
-class LostMessages : public FaultsTest,
-                     public ::testing::WithParamInterface<
-                         std::tuple<StandardOutput, std::pair<Arguments, Outcome>>> {};
-
-TEST_P(LostMessages, ChangeNeitherFilesNorStatus) {
-  const auto& [messages, run] = GetParam();
-  expectOutcome(run.first, run.second, {.standardOutput = messages});
+TEST_F(FaultsTest, LostMessagesChangeNeitherFilesNorStatus) {
+  for (const StandardOutput lost :
+       {StandardOutput::Closed, StandardOutput::FullDevice, StandardOutput::PipeNobodyReads}) {
+    const auto expectFiles = [&](const char* arguments, const FileTree& written, int status = 0) {
+      expectOutcome(arguments, {.status = status, .written = written}, {.standardOutput = lost});
+      emptyFolder("out");
+    };
+    expectFiles("bank.syx", {});
+    expectFiles("x.syx out", {}, 255);
+    expectFiles("bank.syx missing", {});
+    expectFiles("bank.syx out -R1", convertedFiles);
+    expectFiles("tape.wav out", tapeFiles);
+    expectFiles("tape.wav out -CheckWavFormat", rightReport());
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Runs, LostMessages,
-    Combine(Values(StandardOutput::Closed, StandardOutput::FullDevice,
-                   StandardOutput::PipeNobodyReads),
-            Values(std::pair(Arguments("bank.syx"), Outcome{}),
-                   std::pair(Arguments("x.syx out"), Outcome{.status = 255}),
-                   std::pair(Arguments("bank.syx missing"), Outcome{}),
-                   std::pair(Arguments("bank.syx out -R1"), Outcome{.written = convertedFiles}),
-                   std::pair(Arguments("tape.wav out"), Outcome{.written = tapeFiles}),
-                   std::pair(Arguments("tape.wav out -CheckWavFormat"),
-                             Outcome{.written = rightReport()}))));
 
 TEST_F(FaultsTest, ProgressLinesAreOutBeforeASignalEndsTheWriting) {
   const ProcessResult ofBank = runProgram("bank.syx out -R1", {.largestFile = 100});

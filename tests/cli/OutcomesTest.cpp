@@ -268,40 +268,36 @@ TEST_F(OutcomesTest, RecordingNamedLikeABankIsReadAsABank) {
                 {.output = sysex, .written = transferFiles("out", filledUp(firstBytes))});
 }
 
-struct Recording {
-  std::string file;
-  std::string format;
-  std::string verdict;
-};
-
-class FormatCheck : public ConverterTest, public ::testing::WithParamInterface<Recording> {};
-
-TEST_P(FormatCheck, PrintsTheFormatAndJudgesTheSampleRate) {
-  const auto& [file, format, verdict] = GetParam();
-  give("x.wav", file);
-  expectOutcome("x.wav out -CheckWavFormat", {.output = tape + "Wav format -> " + format + "\n",
-                                              .written = {{"out/format", verdict + "\n"}}});
+TEST_F(ConverterTest, FormatCheckPrintsTheFormatAndJudgesTheSampleRate) {
+  const struct {
+    std::string file;
+    std::string format;
+    std::string verdict;
+  } rows[] = {
+      {silence({.sampleRate = 44099}), "SampleRate 44099 BitDepth 16",
+       "WRONG SAMPLERATE: SampleRate 44099"},
+      {silence({.sampleRate = 44101}), "SampleRate 44101 BitDepth 16",
+       "WRONG SAMPLERATE: SampleRate 44101"},
+      {silence({.sampleRate = 48000}), "SampleRate 48000 BitDepth 16",
+       "WRONG SAMPLERATE: SampleRate 48000"},
+      {silence({.sampleRate = 44100 + 65536}), "SampleRate 109636 BitDepth 16",
+       "WRONG SAMPLERATE: SampleRate 109636"},
+      {silence({.sampleRate = 0x80000000}), "SampleRate -2147483648 BitDepth 16",
+       "WRONG SAMPLERATE: SampleRate -2147483648"},
+      {silence({.bitsPerSample = 8}), "SampleRate 44100 BitDepth 8", "OK: SampleRate 44100"},
+      {silence({.bitsPerSample = 24}), "SampleRate 44100 BitDepth 24", "OK: SampleRate 44100"},
+      {silence({.bitsPerSample = 32}), "SampleRate 44100 BitDepth 32", "OK: SampleRate 44100"},
+      {silence({.bitsPerSample = 65528}), "SampleRate 44100 BitDepth 65528",
+       "OK: SampleRate 44100"},
+      {silence({.numChannels = 2}), "SampleRate 44100 BitDepth 16", "OK: SampleRate 44100"},
+      {silence({.audioFormat = 3}), "SampleRate 0 BitDepth 0", "WRONG SAMPLERATE: SampleRate 0"},
+      {"This is not a WAV file.", "SampleRate 0 BitDepth 0", "WRONG SAMPLERATE: SampleRate 0"},
+  };
+  for (const auto& [file, format, verdict] : rows) {
+    give("x.wav", file);
+    expectOutcome("x.wav out -CheckWavFormat", {.output = tape + "Wav format -> " + format + "\n",
+                                                .written = {{"out/format", verdict + "\n"}}});
+  }
 }
-
-const std::vector<Recording> recordings{
-    {silence({.sampleRate = 44099}), "SampleRate 44099 BitDepth 16",
-     "WRONG SAMPLERATE: SampleRate 44099"},
-    {silence({.sampleRate = 44101}), "SampleRate 44101 BitDepth 16",
-     "WRONG SAMPLERATE: SampleRate 44101"},
-    {silence({.sampleRate = 48000}), "SampleRate 48000 BitDepth 16",
-     "WRONG SAMPLERATE: SampleRate 48000"},
-    {silence({.sampleRate = 44100 + 65536}), "SampleRate 109636 BitDepth 16",
-     "WRONG SAMPLERATE: SampleRate 109636"},
-    {silence({.sampleRate = 0x80000000}), "SampleRate -2147483648 BitDepth 16",
-     "WRONG SAMPLERATE: SampleRate -2147483648"},
-    {silence({.bitsPerSample = 8}), "SampleRate 44100 BitDepth 8", "OK: SampleRate 44100"},
-    {silence({.bitsPerSample = 24}), "SampleRate 44100 BitDepth 24", "OK: SampleRate 44100"},
-    {silence({.bitsPerSample = 32}), "SampleRate 44100 BitDepth 32", "OK: SampleRate 44100"},
-    {silence({.bitsPerSample = 65528}), "SampleRate 44100 BitDepth 65528", "OK: SampleRate 44100"},
-    {silence({.numChannels = 2}), "SampleRate 44100 BitDepth 16", "OK: SampleRate 44100"},
-    {silence({.audioFormat = 3}), "SampleRate 0 BitDepth 0", "WRONG SAMPLERATE: SampleRate 0"},
-    {"This is not a WAV file.", "SampleRate 0 BitDepth 0", "WRONG SAMPLERATE: SampleRate 0"},
-};
-INSTANTIATE_TEST_SUITE_P(Recordings, FormatCheck, ValuesIn(recordings));
 
 }  // namespace

@@ -134,6 +134,11 @@ void ProgramTest::give(const std::string& path, std::string_view content) {
 
 void ProgramTest::giveFolder(const std::string& path) { fs::create_directories(folder / path); }
 
+void ProgramTest::emptyFolder(const std::string& path) {
+  fs::remove_all(folder / path);
+  giveFolder(path);
+}
+
 void ProgramTest::giveLink(const std::string& path, const std::string& target) {
   fs::create_directories(fs::path(folder / path).parent_path());
   fs::create_symlink(target, folder / path);

@@ -68,6 +68,9 @@ class ProgramTest : public ::testing::Test {
 
   void giveFolder(const std::string& path);
 
+  /// Takes away all that is in a folder.
+  void emptyFolder(const std::string& path);
+
   void giveLink(const std::string& path, const std::string& target);
 
   /// Sets what may be done with a file or folder; root may do everything all the same.

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <ostream>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "cli/ProgramTest.h"
 #include "signal/TapeSignal.h"
@@ -12,8 +9,6 @@
 #include "support/Banks.h"
 
 namespace {
-
-using ::testing::ValuesIn;
 
 const std::string bank = bytesOf(randomBank(8));
 const std::string sysex = sysexFile(bank);
@@ -39,43 +34,41 @@ class SysexToTapeTest : public ProgramTest {
   }
 };
 
-class CompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<std::string> {};
-
-TEST_P(CompleteBank, IsRecorded) {
-  give("bank.syx", GetParam());
-  expectOutcome("bank.syx out/x.wav", {.written = {{"out/x.wav", recording()}}});
+TEST_F(SysexToTapeTest, RecordsACompleteBank) {
+  const std::string banks[] = {
+      sysex, sysex.substr(0, 2119),      // without its last byte, which is never read
+      sysex + std::string(300, '\xFF'),  // nor is what follows
+      sysexWithByte(1, '\x12'),          // header bytes may be any
+  };
+  for (const std::string& file : banks) {
+    SCOPED_TRACE(&file - banks);
+    give("bank.syx", file);
+    expectOutcome("bank.syx out/x.wav", {.written = {{"out/x.wav", recording()}}});
+    emptyFolder("out");
+  }
 }
 
-const std::vector<std::string> completeBanks{
-    sysex, sysex.substr(0, 2119),      // without its last byte, which is never read
-    sysex + std::string(300, '\xFF'),  // nor is what follows
-    sysexWithByte(1, '\x12'),          // header bytes may be any
-};
-INSTANTIATE_TEST_SUITE_P(Banks, CompleteBank, ValuesIn(completeBanks));
-
-class IncompleteBank : public SysexToTapeTest, public ::testing::WithParamInterface<std::string> {};
-
-TEST_P(IncompleteBank, IsRefused) {
-  give("in.syx", GetParam());
-  expectFailure("in.syx out/x.wav", "in.syx is not a complete SysEx bank of 40 presets");
+TEST_F(SysexToTapeTest, RefusesAnyOther) {
+  const std::string files[] = {
+      "",
+      sysex.substr(0, 2118),
+      sysex.substr(0, 20 * 53),  // a preset has 53 bytes
+      sysexWithByte(0, '\xFF'),
+      sysexWithByte(1000, '\xFF'),
+      sysexWithByte(2118, '\xFF'),
+      sysexWithByte(0, '\x12'),
+      sysexWithByte(39 * 53, '\x12'),
+      sysexWithByte(52, '\x12'),
+      sysexWithByte(2119, '\x12'),
+      std::string(2120, '\0'),
+      "\xF0" + sysex,
+  };
+  for (const std::string& file : files) {
+    SCOPED_TRACE(&file - files);
+    give("in.syx", file);
+    expectFailure("in.syx out/x.wav", "in.syx is not a complete SysEx bank of 40 presets");
+  }
 }
-
-// A preset has 53 bytes.
-const std::vector<std::string> incompleteBanks{
-    "",
-    sysex.substr(0, 2118),
-    sysex.substr(0, 20 * 53),
-    sysexWithByte(0, '\xFF'),
-    sysexWithByte(1000, '\xFF'),
-    sysexWithByte(2118, '\xFF'),
-    sysexWithByte(0, '\x12'),
-    sysexWithByte(39 * 53, '\x12'),
-    sysexWithByte(52, '\x12'),
-    sysexWithByte(2119, '\x12'),
-    std::string(2120, '\0'),
-    "\xF0" + sysex,
-};
-INSTANTIATE_TEST_SUITE_P(Banks, IncompleteBank, ValuesIn(incompleteBanks));
 
 const std::string usage = "usage: Kestrel7SysexToTape bank.syx recording.wav";
 

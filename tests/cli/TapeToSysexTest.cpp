@@ -297,20 +297,47 @@ TEST_F(TapeToSysexTest, NamesTheFolderThatAPipeCannotBeCopiedTo) {
   EXPECT_THAT(runInShell("cat dump.wav | TMPDIR=missing \"$0\" -").errors, lineAbout("missing"));
 }
 
-TEST_F(TapeToSysexTest, ReadsWhatFfmpegDecodes) {
-  // Programs that answer as those of ffmpeg do for a recording that libsndfile does not know
-  give("bin/ffprobe", "#!/bin/sh\nprintf 'sample_rate=44100\\nchannels=1\\n'\n");
-  give("tape.m4a", "no kind that libsndfile knows");
-  allow("bin/ffprobe", 0755);
+/// With programs that answer as those of ffmpeg do for a recording that libsndfile does not know.
+class FfmpegTest : public TapeToSysexTest {
+ protected:
+  FfmpegTest() { give("tape.m4a", "no kind that libsndfile knows"); }
+
+  void giveProgram(const std::string& name, const std::string& commands) {
+    give("bin/" + name, "#!/bin/sh\n" + commands + "\n");
+    allow("bin/" + name, 0755);
+  }
+
+  void giveProbe(const std::string& codec) {
+    giveProgram("ffprobe", "printf 'codec_name=" + codec + "\\nsample_rate=44100\\nchannels=1\\n'");
+  }
+};
+
+TEST_F(FfmpegTest, DecodesTheRecording) {
+  giveProbe("aac");
   const std::string command = "PATH=bin \"$0\" --quiet tape.m4a";
   EXPECT_THAT(runInShell(command).errors, lineAbout("tape.m4a"));  // without ffmpeg itself
-  give("bin/ffmpeg", "#!/bin/sh\nexit 1\n");
-  allow("bin/ffmpeg", 0755);
+  giveProgram("ffmpeg", "exit 1");
   EXPECT_THAT(runInShell(command).errors, lineAbout("tape.m4a: there is no sound in it"));
-  give("bin/ffmpeg", "#!/bin/sh\n/bin/cat samples\n");
-  std::vector<float> samples = samplesOf(bank);
+  giveProgram("ffmpeg", "/bin/cat samples");
+  const std::vector<float> samples = samplesOf(bank);
   give("samples", {reinterpret_cast<const char*>(samples.data()), 4 * samples.size()});
   EXPECT_EQ(runInShell(command).errors, "");
+  EXPECT_THAT(runInShell(command + " --json").output, HasSubstr("\"lossy\":true"));
+  for (const char* codec : {"alac", "pcm_s16le"}) {
+    giveProbe(codec);
+    EXPECT_THAT(runInShell(command + " --json").output, HasSubstr("\"lossy\":false"));
+  }
+}
+
+TEST_F(FfmpegTest, TakesASecondBeforeATerminalShowsHowFarItIs) {
+  giveProbe("aac");
+  giveProgram("ffmpeg", "/bin/cat samples; /bin/sleep 1.1; /bin/cat samples");
+  give("samples", std::string(4000, '\0'));
+  const std::string progress = "tape.m4a: 0 minutes searched";
+  EXPECT_THAT(runInShell("PATH=bin \"$0\" tape.m4a").errors, Not(HasSubstr(progress)));
+  EXPECT_THAT(
+      runInShell("export p=\"$0\"; script -qec 'PATH=bin \"$p\" tape.m4a' /dev/null").output,
+      HasSubstr(progress));
 }
 
 TEST_F(TapeToSysexTest, WritesNothingWithoutADump) {

@@ -132,9 +132,13 @@ TEST(RecoveryTest, BearsAnythingAFloatCanHold) {
     recording.samples[1000 + i] = odd[i];              // in the silence
     recording.samples[400'000 + 50'000 * i] = odd[i];  // within the data
   }
-  const BankReading reading = read(search(recording));
+  const auto [takes, facts] = ::search(recording.samples, recording.sampleRate, 1);
+  const BankReading reading = read(takes);
   EXPECT_EQ(sureAndWrong(reading, &recording.dumps[0]), 0);
   EXPECT_GE(reading.count(Verdict::Sure), presetCount - 5);
+  EXPECT_TRUE(std::isfinite(facts.channelPeaks[0]));
+  EXPECT_TRUE(std::all_of(facts.levels.begin(), facts.levels.end(),
+                          [](float level) { return std::isfinite(level); }));
 }
 
 // What is said of a dump
@@ -158,6 +162,8 @@ TEST(RecoveryTest, SaysHowTheDumpBeginsAndEnds) {
   EXPECT_NEAR(take.leader.start, 0.5, 0.01);
   EXPECT_NEAR(take.leader.end, take.marker.start, 0.0005);
   EXPECT_NEAR(take.marker.end, take.bits.front().start, 0.0005);
+  EXPECT_FALSE(take.isInverted);
+  EXPECT_TRUE(onlyTake(record({.inverted = true})).isInverted);
 }
 
 struct Fact {
@@ -432,6 +438,8 @@ TEST(BankTest, DoubtsSureBitsAfterAnUnsureBeginning) {
   const BankReading reading = read({take});
   EXPECT_EQ(reading.count(Verdict::Doubtful), presetCount);
   EXPECT_EQ(reading.presets[0].reason, Reason::Beginning);
+  take.bits[7].value = 0;
+  EXPECT_FALSE(findDifferentDumps(std::array{take, takeOfOnes(1000.0F)}).found());
 }
 
 TEST(BankTest, DoubtsWhatTwoTakesReadDifferently) {
@@ -444,6 +452,15 @@ TEST(BankTest, DoubtsWhatTwoTakesReadDifferently) {
   const std::vector<Take> merged = mergeTakes({takeOfOnes(1000.0F)}, {other});
   ASSERT_THAT(merged, SizeIs(1));
   EXPECT_EQ(read(merged).presets[0].verdict, Verdict::Doubtful);
+}
+
+TEST(BankTest, KeepsTakesApartThatHardlyOverlap) {
+  Take later = takeOfOnes(1000.0F);
+  for (BitReading& bit : later.bits) {
+    bit.start += 24.0;  // of 25 s
+    bit.end += 24.0;
+  }
+  EXPECT_THAT(mergeTakes({takeOfOnes(1000.0F)}, {later}), SizeIs(2));
 }
 
 TEST(BankTest, BlamesADropOutOnlyNearby) {

@@ -1,0 +1,58 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "recovery/HalfPeriods.h"
+
+namespace recovery {
+namespace {
+
+using testing::ElementsAre;
+
+const std::string leader(300, '1');
+
+/// The bits of each chain in a signal of `leader`, then short (s) and long (l) half-periods, such
+/// of a length between (x) and short ones of a fifth of the height (w), then silence.
+std::vector<std::string> chainsOf(const std::string& halfPeriods) {
+  std::vector<float> samples;
+  float sign = 1.0F;
+  for (const char kind : std::string(12 * leader.size(), 's') + halfPeriods) {
+    const int length = kind == 'l' ? 42 : kind == 'x' ? 22 : 12;
+    for (int i = 0; i < length; ++i) {
+      samples.push_back(sign * (kind == 'w' ? 0.2F : 1.0F) *
+                        static_cast<float>(std::sin((i + 0.5) * std::numbers::pi / length)));
+    }
+    sign = -sign;
+  }
+  samples.resize(samples.size() + 4410);
+  std::vector<std::string> chains;
+  for (const BitChain& chain :
+       readChains(samples, 44100.0, SpeedTrack::measure(samples, 44100.0).value())) {
+    chains.emplace_back();
+    for (const TimedBit& bit : chain.bits) {
+      chains.back() += bit.value ? '1' : '0';
+      EXPECT_EQ(bit.end, &bit == &chain.bits.back() ? bit.end : (&bit + 1)->start);
+    }
+  }
+  return chains;
+}
+
+TEST(HalfPeriods, MakeChainsOfBits) {
+  const std::string one(12, 's');
+  const std::string zero = "llll";
+  EXPECT_THAT(chainsOf(zero + one + zero + "s"), ElementsAre(leader + "010"));
+  EXPECT_THAT(chainsOf(zero + one + "s" + zero + one + "l"), ElementsAre(leader + "0", "01"));
+  EXPECT_THAT(chainsOf(zero + one + "lll" + one + "l"), ElementsAre(leader + "01", "1"));
+  EXPECT_THAT(chainsOf(zero + one + "xsssss" + one + zero + one + "l"),
+              ElementsAre(leader + "01", "101"));
+  EXPECT_THAT(chainsOf(zero + one + "xsssss" + one), ElementsAre(leader + "01"));
+  // The silence after the last half-period leaves it open where that is weak.
+  EXPECT_THAT(chainsOf(zero + "sssssssssssw"), ElementsAre(leader + "01"));
+}
+
+}  // namespace
+}  // namespace recovery
