@@ -84,7 +84,7 @@ constexpr RecordLayout rev1LayoutOnTheWayBack() {
 std::string rearranged(std::string_view records, const RecordLayout& from, const RecordLayout& to) {
   std::string result;
   for (std::size_t i = 0; i < records.size(); ++i) {
-    const auto sourceOf = [&](std::string_view ByteLayout::*half) {
+    const auto sourceOf = [&](auto half) {
       const std::string_view name = to[i % recordSize].*half;
       const auto* const place = std::find_if(
           from.begin(), from.end(), [&](const ByteLayout& byte) { return byte.*half == name; });

@@ -26,7 +26,7 @@ void MemoryFile::write(std::string_view content) const {
 }
 
 std::string MemoryFile::read() const {
-  struct stat status {};
+  struct stat status = {};
   fstat(descriptor, &status);
   std::string content(static_cast<std::size_t>(status.st_size), '\0');
   if (pread(descriptor, content.data(), content.size(), 0) != status.st_size) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <numbers>
 #include <ostream>
@@ -169,7 +170,7 @@ TEST(RecoveryTest, SaysHowTheDumpBeginsAndEnds) {
 struct Fact {
   const char* name;
   TapeChain chain;
-  double SignalFacts::*fact;
+  decltype(&SignalFacts::humLevel) fact;
   double expected;
   double tolerance;
 };
@@ -376,15 +377,32 @@ TEST(BankTest, DoubtsThePresetOfOneUnsureBit) {
   EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
   const PresetReading& preset = reading.presets[5];
   EXPECT_EQ(preset.verdict, Verdict::Doubtful);
+  EXPECT_EQ(preset.reason, Reason::Noise);
   EXPECT_EQ(preset.margin, 0.5F);
+  EXPECT_EQ(preset.worstTime, take.bits[192 * 5 + 10].start);
+  std::array<std::uint8_t, presetSize> doubtful{};
+  doubtful[1] = 0x20;
+  EXPECT_EQ(preset.doubtfulBits, doubtful);
 }
 
-TEST(BankTest, MissesThePresetOfOneBitThatIsNotThere) {
+TEST(BankTest, BlamesADoubtfulCountForMostOfAPreset) {
+  Take take = takeOfOnes(1000.0F);
+  for (std::size_t bit = 0; bit < bitsPerPreset; ++bit) {
+    take.bits[bit].margin = 2.0F;
+  }
+  take.doubtfulPlaces.emplace_back();
+  EXPECT_EQ(read({take}).presets[0].reason, Reason::Noise);
+  take.doubtfulPlaces.back().countIsDoubtful = true;
+  EXPECT_EQ(read({take}).presets[0].reason, Reason::Count);
+}
+
+TEST(BankTest, DoubtsThePresetOfOneBitThatIsNotThere) {
   Take take = takeOfOnes(1000.0F);
   take.bits[192 * 39 + 191] = {};
   const BankReading reading = read({take});
   EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
-  EXPECT_NE(reading.presets[39].verdict, Verdict::Sure);
+  EXPECT_EQ(reading.presets[39].verdict, Verdict::Doubtful);
+  EXPECT_EQ(reading.presets[39].reason, Reason::NotRecorded);
 }
 
 TEST(BankTest, TakesTheSurerOfTwo) {

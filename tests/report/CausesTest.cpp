@@ -49,6 +49,15 @@ void setHighTone(recovery::Take& take, double level) {
   take.spectrum[184] += static_cast<float>(level);
 }
 
+void setHum(recovery::Take& take, double level) {
+  take.signal.humFrequency = 60.0;
+  take.signal.humLevel = level;
+}
+
+void addDropOut(recovery::Take& take, double depth) {
+  take.dropOuts.push_back({.span = {3.0, 3.002}, .depth = depth});
+}
+
 /// What is done to a clean recording, and what is stated of it then.
 struct Case {
   const char* name;
@@ -69,103 +78,71 @@ TEST_P(Threshold, IsWhereACauseIsStated) {
 }
 
 const std::vector<Case> cases{
-    {"clean", [](Recording&, recovery::Take&) {}, {}},
-    {"noise", [](Recording&, recovery::Take& t) { setNoise(t, -31.0); }, {"noise"}},
-    {"little noise", [](Recording&, recovery::Take& t) { setNoise(t, -33.0); }, {}},
-    {"hum",
-     [](Recording&, recovery::Take& t) {
-       t.signal.humFrequency = 60.0;
-       t.signal.humLevel = -29.0;
-     },
-     {"hum"}},
-    {"little hum",
-     [](Recording&, recovery::Take& t) {
-       t.signal.humFrequency = 60.0;
-       t.signal.humLevel = -31.0;
-     },
-     {}},
-    {"DC offset, tone at half",
-     [](Recording&, recovery::Take& t) { t.signal.dcOffset = -0.06; },
-     {"dc-offset"}},
-    {"little DC offset", [](Recording&, recovery::Take& t) { t.signal.dcOffset = 0.04; }, {}},
-    {"low", [](Recording&, recovery::Take& t) { setLevel(t, -37.0); }, {"low-level"}},
-    {"not low", [](Recording&, recovery::Take& t) { setLevel(t, -35.0); }, {}},
+    {"clean", [](auto&, auto&) {}, {}},
+    {"noise", [](auto&, auto& t) { setNoise(t, -31.0); }, {"noise"}},
+    {"little noise", [](auto&, auto& t) { setNoise(t, -33.0); }, {}},
+    {"hum", [](auto&, auto& t) { setHum(t, -29.0); }, {"hum"}},
+    {"little hum", [](auto&, auto& t) { setHum(t, -31.0); }, {}},
+    {"DC offset, tone at half", [](auto&, auto& t) { t.signal.dcOffset = -0.06; }, {"dc-offset"}},
+    {"little DC offset", [](auto&, auto& t) { t.signal.dcOffset = 0.04; }, {}},
+    {"low", [](auto&, auto& t) { setLevel(t, -37.0); }, {"low-level"}},
+    {"not low", [](auto&, auto& t) { setLevel(t, -35.0); }, {}},
     {"low in 8 bits",
-     [](Recording& r, recovery::Take& t) {
+     [](auto& r, auto& t) {
        r.bits = 8;
        setLevel(t, -30.0);
      },
      {"low-level"}},
-    {"clipped", [](Recording&, recovery::Take& t) { t.signal.clippedShare = 0.051; }, {"clipping"}},
-    {"hardly clipped", [](Recording&, recovery::Take& t) { t.signal.clippedShare = 0.049; }, {}},
-    {"no bass", [](Recording&, recovery::Take& t) { setHighTone(t, 4.5); }, {"bass-loss"}},
-    {"little bass", [](Recording&, recovery::Take& t) { setHighTone(t, 3.5); }, {}},
-    {"no treble", [](Recording&, recovery::Take& t) { setHighTone(t, -6.5); }, {"treble-loss"}},
-    {"little treble", [](Recording&, recovery::Take& t) { setHighTone(t, -5.5); }, {}},
+    {"clipped", [](auto&, auto& t) { t.signal.clippedShare = 0.051; }, {"clipping"}},
+    {"hardly clipped", [](auto&, auto& t) { t.signal.clippedShare = 0.049; }, {}},
+    {"no bass", [](auto&, auto& t) { setHighTone(t, 4.5); }, {"bass-loss"}},
+    {"little bass", [](auto&, auto& t) { setHighTone(t, 3.5); }, {}},
+    {"no treble", [](auto&, auto& t) { setHighTone(t, -6.5); }, {"treble-loss"}},
+    {"little treble", [](auto&, auto& t) { setHighTone(t, -5.5); }, {}},
     {"tones shifted, 26 of 100 samples and more than 1 % of all",
-     [](Recording&, recovery::Take& t) { t.halfPeriods[4 * 26] = 700; },
+     [](auto&, auto& t) { t.halfPeriods[4 * 26] = 700; },
      {"tone-shift"}},
-    {"tones hardly shifted",
-     [](Recording&, recovery::Take& t) { t.halfPeriods[4 * 26] = 500; },
-     {}},
+    {"tones hardly shifted", [](auto&, auto& t) { t.halfPeriods[4 * 26] = 500; }, {}},
     {"noise of the steps of 8 bits at -24 dBFS",
-     [](Recording& r, recovery::Take& t) {
+     [](auto& r, auto& t) {
        r.bits = 8;
        setLevel(t, -24.0);
        setNoise(t, -49.0);  // 31 dB below the tone, steps alone 35
      },
      {}},
     {"more noise than that of the steps",
-     [](Recording& r, recovery::Take& t) {
+     [](auto& r, auto& t) {
        r.bits = 8;
        setLevel(t, -24.0);
        setNoise(t, -45.0);
      },
      {"noise"}},
-    {"slow", [](Recording& r, recovery::Take&) { setSpeed(r, 0.96); }, {"slow"}},
-    {"hardly slow", [](Recording& r, recovery::Take&) { setSpeed(r, 0.98); }, {}},
-    {"fast", [](Recording& r, recovery::Take&) { setSpeed(r, 1.04); }, {"fast"}},
-    {"hardly fast", [](Recording& r, recovery::Take&) { setSpeed(r, 1.02); }, {}},
-    {"unsteady",
-     [](Recording&, recovery::Take& t) { t.signal.speedWander = 0.021; },
-     {"unsteady-speed"}},
-    {"steady", [](Recording&, recovery::Take& t) { t.signal.speedWander = 0.019; }, {}},
-    {"drop-out",
-     [](Recording&, recovery::Take& t) {
-       t.dropOuts = {{{3.0, 3.002}, 11.0}};
-     },
-     {"drop-out"}},
-    {"shallow",
-     [](Recording&, recovery::Take& t) {
-       t.dropOuts = {{{3.0, 3.002}, 9.0}};
-     },
-     {}},
-    {"leader of nine", [](Recording&, recovery::Take& t) { t.leaderOnes = 9; }, {"no-leader"}},
-    {"leader of ten", [](Recording&, recovery::Take& t) { t.leaderOnes = 10; }, {}},
-    {"no beginning",
-     [](Recording&, recovery::Take& t) { t.bits[0].value = -1; },
-     {"cut-beginning"}},
-    {"no end", [](Recording&, recovery::Take& t) { t.bits.back().value = -1; }, {"cut-end"}},
+    {"slow", [](auto& r, auto&) { setSpeed(r, 0.96); }, {"slow"}},
+    {"hardly slow", [](auto& r, auto&) { setSpeed(r, 0.98); }, {}},
+    {"fast", [](auto& r, auto&) { setSpeed(r, 1.04); }, {"fast"}},
+    {"hardly fast", [](auto& r, auto&) { setSpeed(r, 1.02); }, {}},
+    {"unsteady", [](auto&, auto& t) { t.signal.speedWander = 0.021; }, {"unsteady-speed"}},
+    {"steady", [](auto&, auto& t) { t.signal.speedWander = 0.019; }, {}},
+    {"drop-out", [](auto&, auto& t) { addDropOut(t, 11.0); }, {"drop-out"}},
+    {"shallow", [](auto&, auto& t) { addDropOut(t, 9.0); }, {}},
+    {"leader of nine", [](auto&, auto& t) { t.leaderOnes = 9; }, {"no-leader"}},
+    {"leader of ten", [](auto&, auto& t) { t.leaderOnes = 10; }, {}},
+    {"no beginning", [](auto&, auto& t) { t.bits[0].value = -1; }, {"cut-beginning"}},
+    {"no end", [](auto&, auto& t) { t.bits.back().value = -1; }, {"cut-end"}},
     {"sudden end",
-     [](Recording& r, recovery::Take& t) { r.facts.duration = t.bits.back().end + 0.0005; },
+     [](auto& r, auto& t) { r.facts.duration = t.bits.back().end + 0.0005; },
      {"cut-end"}},
-    {"begins early",
-     [](Recording& r, recovery::Take&) { r.converter.dataStart = 0.5; },
-     {"false-beginning"}},
-    {"begins there",
-     [](Recording& r, recovery::Take& t) { r.converter.dataStart = t.bits[0].start - 0.001; },
-     {}},
+    {"begins early", [](auto& r, auto&) { r.converter.dataStart = 0.5; }, {"false-beginning"}},
+    {"begins there", [](auto& r, auto& t) { r.converter.dataStart = t.bits[0].start - 0.001; }, {}},
     {"second channel",
-     [](Recording& r, recovery::Take& t) {
+     [](auto& r, auto& t) {
        r.facts.channels = 2;
        t.channelIndex = 1;
      },
      {"wrong-channel"}},
-    {"lossy", [](Recording& r, recovery::Take&) { r.isLossy = true; }, {"lossy-file"}},
-    {"96,000 Hz",
-     [](Recording& r, recovery::Take&) { r.facts.sampleRate = 96000.0; },
-     {"sample-rate"}},
-    {"48,000 Hz", [](Recording& r, recovery::Take&) { r.facts.sampleRate = 48000.0; }, {}},
+    {"lossy", [](auto& r, auto&) { r.isLossy = true; }, {"lossy-file"}},
+    {"96,000 Hz", [](auto& r, auto&) { r.facts.sampleRate = 96000.0; }, {"sample-rate"}},
+    {"48,000 Hz", [](auto& r, auto&) { r.facts.sampleRate = 48000.0; }, {}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Causes, Threshold, ValuesIn(cases));
@@ -175,9 +152,8 @@ TEST(Findings, PutFirstWhatCostsPresets) {
   recovery::Take& take = results.recordings[0].takes[0];
   results.recordings[0].converter.outcome = ConverterOutcome::ReadsWrong;
   setSpeed(results.recordings[0], 0.95);
-  take.signal.humFrequency = 50.0;
-  take.signal.humLevel = -8.0;
-  take.dropOuts = {{{3.0, 3.02}, 20.0}};
+  setHum(take, -8.0);
+  addDropOut(take, 20.0);
   makeDoubtful(results, 2, recovery::Reason::DropOut);
   const std::vector<report::Finding> found = report::findings(results, 0);
   ASSERT_EQ(found.size(), 3U);

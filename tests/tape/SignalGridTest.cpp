@@ -64,7 +64,7 @@ using Chain = Samples (*)(const HalfPeriods& signal, const TapeConditions& condi
 struct Border {
   const char* kind;
   TapeConditions others;
-  double TapeConditions::*varied;
+  decltype(&TapeConditions::speed) varied;
   double lastThatWorks;
   double firstThatFails;
   std::string (*bank)() = randomBytes;

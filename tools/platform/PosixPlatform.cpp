@@ -149,8 +149,8 @@ void leaveNoCoreDump() {
 bool standardErrorIsTerminal() { return ::isatty(STDERR_FILENO) != 0; }
 
 bool standardInputIs(const std::string& path) {
-  struct stat input {};
-  struct stat file {};
+  struct stat input = {};
+  struct stat file = {};
   return ::fstat(STDIN_FILENO, &input) == 0 && ::stat(path.c_str(), &file) == 0 &&
          input.st_dev == file.st_dev && input.st_ino == file.st_ino;
 }
@@ -198,7 +198,7 @@ InputFile openInput(const std::string& path) {
   const bool isStandardInput = path == "-";
   Descriptor file(isStandardInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                   : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat properties {};
+  struct stat properties = {};
   if (file.get() < 0 || ::fstat(file.get(), &properties) != 0) {
     throw InputFault(words(errno), "look at its path and its permissions");
   }

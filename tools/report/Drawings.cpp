@@ -201,8 +201,7 @@ std::string overTime(const Results& results, std::size_t index, const Axis& time
   const Recording& recording = results.recordings[index];
   const double foot = footOf(recording.facts);
   std::string result = plot(8, levelHeight, 1000.0, levelCurve(recording.facts, time, foot));
-  for (int line = 1; - 20 * line > foot; ++line) {
-    const double level = -20.0 * line;
+  for (int level = -20; level > foot; level -= 20) {
     const double y = 8 + levelHeight * level / foot;
     result += horizontalLine(y, "grid");
     result += label(0.0, y - 2, decimal(level, 0) + " dBFS");
