@@ -112,100 +112,96 @@ struct Fault {
 };
 
 constexpr Fault faults[] = {
-    {"tones", [](TapeChain& c, Random& r, Strength s) { varyTones(c, r, pick(s, 0.3, 0.6, 1.0)); }},
+    {"tones", [](auto& c, auto& r, auto s) { varyTones(c, r, pick(s, 0.3, 0.6, 1.0)); }},
     {"shape",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.squareness = pick(s, 0.3, 0.6, 1.0);
        c.asymmetry = pick(s, 0.02, 0.08, 0.2) * r.between(-1.0, 1.0);
      }},
     {"speed",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        const double off = pick(s, 0.02, 0.05, 0.09);
        c.speed = r.chance(0.5) ? 1.0 + off : 1.0 - off;
        c.drift = pick(s, 0.0, 0.01, 0.03) * r.between(-1.0, 1.0);
      }},
-    {"wow", [](TapeChain& c, Random&, Strength s) { c.wow = pick(s, 0.003, 0.01, 0.03); }},
+    {"wow", [](auto& c, auto&, auto s) { c.wow = pick(s, 0.003, 0.01, 0.03); }},
     {"flutter",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.flutter = pick(s, 0.001, 0.005, 0.02);
        c.flutterHigh = r.between(12.0, mostFlutterHertz);
      }},
     {"run-up",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.runUp = pick(s, 0.1, 0.2, 0.4);
        c.leaderOnes = 150 + r.below(150);
        setBefore(c, Kind::Silence, 0.05, 0.0);
      }},
-    {"saturation",
-     [](TapeChain& c, Random&, Strength s) { c.saturation = pick(s, 0.2, 0.5, 1.0); }},
+    {"saturation", [](auto& c, auto&, auto s) { c.saturation = pick(s, 0.2, 0.5, 1.0); }},
     {"bass loss",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.lowCut[0] = pick(s, 30.0, 120.0, 2500.0);
        c.lowCut[1] = pick(s, 20.0, 100.0, 180.0);
      }},
-    {"treble loss",
-     [](TapeChain& c, Random&, Strength s) { c.highCut = pick(s, 7000.0, 3500.0, 2000.0); }},
-    {"phase",
-     [](TapeChain& c, Random&, Strength s) { c.allPass = pick(s, 3000.0, 1000.0, 400.0); }},
-    {"hiss", [](TapeChain& c, Random&, Strength s) { c.hiss = pick(s, 35.0, 22.0, 10.0); }},
+    {"treble loss", [](auto& c, auto&, auto s) { c.highCut = pick(s, 7000.0, 3500.0, 2000.0); }},
+    {"phase", [](auto& c, auto&, auto s) { c.allPass = pick(s, 3000.0, 1000.0, 400.0); }},
+    {"hiss", [](auto& c, auto&, auto s) { c.hiss = pick(s, 35.0, 22.0, 10.0); }},
     {"following noise",
-     [](TapeChain& c, Random&, Strength s) { c.followingNoise = pick(s, 35.0, 22.0, 12.0); }},
+     [](auto& c, auto&, auto s) { c.followingNoise = pick(s, 35.0, 22.0, 12.0); }},
     {"drop-outs",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.hiss = 40.0;
        addDropOuts(c, r, pick(s, 5, 15, 30), pick(s, 0.001, 0.002, 0.005),
                    pick(s, 0.008, 0.02, 0.045), pick(s, 4.0, 10.0, 20.0),
                    pick(s, 12.0, 25.0, 45.0));
      }},
-    {"clicks", [](TapeChain& c, Random&, Strength s) { c.clicks = pick(s, 5, 30, 200); }},
+    {"clicks", [](auto& c, auto&, auto s) { c.clicks = pick(s, 5, 30, 200); }},
     {"hum",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.hum = pick(s, -25.0, -12.0, 3.0);
        c.humFrequency = r.chance(0.5) ? 50.0 : 60.0;
      }},
-    {"DC", [](TapeChain& c, Random&, Strength s) { c.dcOffset = pick(s, 0.05, 0.25, 0.8); }},
-    {"level", [](TapeChain& c, Random&, Strength s) { c.peak = pick(s, -30.0, -45.0, -70.0); }},
+    {"DC", [](auto& c, auto&, auto s) { c.dcOffset = pick(s, 0.05, 0.25, 0.8); }},
+    {"level", [](auto& c, auto&, auto s) { c.peak = pick(s, -30.0, -45.0, -70.0); }},
     {"automatic gain",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.automaticGain = true;
        c.hiss = pick(s, 45.0, 35.0, 25.0);
        addDropOuts(c, r, pick(s, 2, 6, 12), 0.05, 0.3, 3.0, pick(s, 6.0, 10.0, 15.0));
      }},
-    {"clipping", [](TapeChain& c, Random&, Strength s) { c.clip = pick(s, 3.0, 10.0, 30.0); }},
-    {"inverted", [](TapeChain& c, Random&, Strength) { c.inverted = true; }},
+    {"clipping", [](auto& c, auto&, auto s) { c.clip = pick(s, 3.0, 10.0, 30.0); }},
+    {"inverted", [](auto& c, auto&, auto) { c.inverted = true; }},
     {"channel",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.hiss = 40.0;
        c.wiring = pick(s, Wiring::FirstWeak, Wiring::FirstDead, Wiring::BothComeAndGo);
        c.wiringStrength = r.between(10.0, 30.0);
      }},
     {"antiphase",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.wiring = pick(s, Wiring::SecondLate, Wiring::Antiphase, Wiring::FirstComesAndGoes);
        c.wiringStrength = 12.0;
      }},
-    {"rate",
-     [](TapeChain& c, Random&, Strength s) { c.sampleRate = pick(s, 48000.0, 96000.0, 22050.0); }},
+    {"rate", [](auto& c, auto&, auto s) { c.sampleRate = pick(s, 48000.0, 96000.0, 22050.0); }},
     {"bits",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.bitsPerSample = 8;
        c.peak = pick(s, -6.0, -18.0, -30.0);
      }},
     {"codec",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.codecNoise = pick(s, 20.0, 14.0, 8.0);
        c.codecBandwidth = pick(s, 16000.0, 11000.0, 5000.0);
      }},
     {"voice before",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        setBefore(c, Kind::Voice, pick(s, 3.0, 15.0, 60.0), pick(s, 0.3, 1.0, 2.0));
      }},
     {"hiss before",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        setBefore(c, Kind::Hiss, pick(s, 3.0, 10.0, 30.0), pick(s, 0.05, 0.3, 1.0));
      }},
     {"dump before",
-     [](TapeChain& c, Random& r, Strength s) {
+     [](auto& c, auto& r, auto s) {
        c.before = {{Kind::DumpsEnd, pick(s, 2.0, 8.0, 20.0)},
                    {Kind::Silence, pick(s, 1.0, 0.2, 0.0)}};
        if (r.chance(0.5)) {
@@ -213,16 +209,16 @@ constexpr Fault faults[] = {
        }
      }},
     {"dump after",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.after = {{Kind::Silence, pick(s, 1.0, 0.1, 0.0)}, {Kind::Dump}};
      }},
     {"leader",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.leaderOnes = pick(s, 60, 12, 2);
        setBefore(c, Kind::Silence, pick(s, 0.05, 0.005, 0.0), 0.0);
      }},
     {"end",
-     [](TapeChain& c, Random&, Strength s) {
+     [](auto& c, auto&, auto s) {
        c.halfPeriodsAfter = pick(s, 4, 1, 0);
        c.after = {{Kind::Silence, pick(s, 0.01, 0.001, 0.0), 0.0}};
      }},
@@ -448,14 +444,6 @@ RealRecording makeOld(bool isDamaged, Random& bankRandom, Random& random) {
   return recordDrawn(chain, isPlainWav, isDamaged ? 0.6 : 0.25, bankRandom, random);
 }
 
-RealRecording makeTypical(Random& bankRandom, Random& random) {
-  return makeOld(false, bankRandom, random);
-}
-
-RealRecording makeSevere(Random& bankRandom, Random& random) {
-  return makeOld(true, bankRandom, random);
-}
-
 RealRecording makeIncomplete(Random& bankRandom, Random& random) {
   TapeChain chain;
   drawTape(chain, random);
@@ -607,32 +595,28 @@ RealRecording recordSound(Samples samples, Random& random, const std::string& wh
   return {.samples = std::move(samples), .faults = what};
 }
 
-RealRecording makeVoice(Random&, Random& random) {
-  return recordSound(voice(random, soundSeconds, 44100.0), random, "voice");
-}
-
-RealRecording makeMusic(Random&, Random& random) {
-  return recordSound(music(random, soundSeconds, 44100.0), random, "music");
-}
-
-RealRecording makeNoise(Random&, Random& random) {
-  return recordSound(noise(random, soundSeconds, 44100.0), random, "noise");
-}
-
-RealRecording makeModem(Random&, Random& random) {
-  const Modem& kind = modems[random.below(std::size(modems))];
-  return recordSound(modem(random, kind, soundSeconds, 44100.0), random, kind.name);
-}
-
 struct Mixture {
   const char* name;
   RealRecording (*make)(Random& bankRandom, Random& random);
 };
 
-constexpr Mixture mixtures[] = {{"typical", makeTypical}, {"severe", makeSevere},
-                                {"grid", makeGrid},       {"incomplete", makeIncomplete},
-                                {"voice", makeVoice},     {"music", makeMusic},
-                                {"noise", makeNoise},     {"modem", makeModem}};
+constexpr Mixture mixtures[] = {
+    {"typical", [](auto& b, auto& r) { return makeOld(false, b, r); }},
+    {"severe", [](auto& b, auto& r) { return makeOld(true, b, r); }},
+    {"grid", makeGrid},
+    {"incomplete", makeIncomplete},
+    {"voice",
+     [](auto&, auto& r) { return recordSound(voice(r, soundSeconds, 44100.0), r, "voice"); }},
+    {"music",
+     [](auto&, auto& r) { return recordSound(music(r, soundSeconds, 44100.0), r, "music"); }},
+    {"noise",
+     [](auto&, auto& r) { return recordSound(noise(r, soundSeconds, 44100.0), r, "noise"); }},
+    {"modem",
+     [](auto&, auto& r) {
+       const Modem& kind = modems[r.below(std::size(modems))];
+       return recordSound(modem(r, kind, soundSeconds, 44100.0), r, kind.name);
+     }},
+};
 
 RealRecording makeFaulty(const Fault& fault, Strength strength, Random& bankRandom,
                          Random& random) {
