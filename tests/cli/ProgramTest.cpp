@@ -114,8 +114,7 @@ std::string filledUp(std::string_view records) {
   return std::string(records) + std::string(960 - records.size(), '\0');
 }
 
-std::string tapeRecording(std::string_view records) {
-  constexpr int leaderOnes = 12;
+std::string tapeRecording(std::string_view records, int leaderOnes) {
   return wavFile({}, pcmBytes({recordTape(dumpSignal(records, leaderOnes))}, 16));
 }
 

@@ -35,7 +35,7 @@ std::string filledUp(std::string_view records);
 
 /// The bytes of the recording of a dump of `records`: 16 bits, mono. Of fewer than 40 records it is
 /// accordingly short.
-std::string tapeRecording(std::string_view records);
+std::string tapeRecording(std::string_view records, int leaderOnes = 12);
 
 /// What the converter says.
 namespace messages {

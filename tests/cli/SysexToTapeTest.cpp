@@ -4,7 +4,6 @@
 #include <string>
 
 #include "cli/ProgramTest.h"
-#include "signal/TapeSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 
@@ -13,9 +12,8 @@ namespace {
 const std::string bank = bytesOf(randomBank(8));
 const std::string sysex = sysexFile(bank);
 
-/// The dump of the bank: 16 bits, mono, 44,100 Hz.
 const std::string& recording() {
-  static const std::string file = wavFile({}, pcmBytes({recordTape(dumpSignal(bank))}, 16));
+  static const std::string file = tapeRecording(bank, 300);
   return file;
 }
 

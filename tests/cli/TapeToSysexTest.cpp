@@ -25,12 +25,8 @@ const std::string otherBank = bytesOf(randomBank(12));
 
 std::vector<float> samplesOf(const std::string& bytes) { return recordTape(dumpSignal(bytes)); }
 
-std::string recordingOf(const std::string& bytes) {
-  return wavFile({}, pcmBytes({samplesOf(bytes)}, 16));
-}
-
 const std::string& recording() {
-  static const std::string file = recordingOf(bank);
+  static const std::string file = tapeRecording(bank, 300);
   return file;
 }
 
@@ -194,7 +190,7 @@ TEST_F(TapeToSysexTest, DoubtsWhatADropOutHides) {
 
 TEST_F(TapeToSysexTest, WritesMissingPresetsAsZeros) {
   // The signal of ten presets and a bit of the next.
-  give("short.wav", wavFile({}, pcmBytes({recordTape(dumpSignal(bank.substr(0, 244)))}, 16)));
+  give("short.wav", tapeRecording(bank.substr(0, 244), 300));
   const ProcessResult result = runProgram("--json short.wav -o x.syx");
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.output, HasSubstr("\"verdict\":\"missing\""));
@@ -215,7 +211,7 @@ void PrintTo(const Refusal& refusal, std::ostream* stream) {
 class Refusals : public TapeToSysexTest, public ::testing::WithParamInterface<Refusal> {
  protected:
   Refusals() {
-    static const std::string other = recordingOf(otherBank);
+    static const std::string other = tapeRecording(otherBank, 300);
     give("other.wav", other);
     give("silence.wav", silence());
     give("silence2.wav", wavFile({}, std::string(100'000, '\0')));

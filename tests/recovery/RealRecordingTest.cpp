@@ -6,18 +6,16 @@
 #include <string>
 
 #include "support/Banks.h"
+#include "support/OpenClasses.h"
 #include "support/RealRecording.h"
-#include "tape/TapeDataReader.h"
 
 namespace {
 
 /// What the converter's reader makes of the only channel.
 std::string readByConverter(RealRecording recording) {
-  TapeDataReader reader;
+  OpenTapeDataReader reader;
   reader.readPresetData(recording.samples.data(), static_cast<int>(recording.samples.size()));
-  PresetBank bank;
-  reader.getRawPresetBankBytes(bank.data());
-  return bytesOf(bank);
+  return reader.bank();
 }
 
 TEST(RealRecordingTest, IsTheSameEachTime) {

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,12 +13,10 @@ namespace {
 
 using recovery::Reason;
 using recovery::Verdict;
+using testing::HasSubstr;
+using testing::Not;
 
 long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
-
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 std::size_t longestLine(const std::string& text) {
   std::size_t longest = 0;
@@ -97,7 +96,7 @@ TEST(TextReport, ShowsTheEndOfALongName) {
   results.recordings[0].name.insert(0, 200, '/');
   const std::string text = report::textReport(results);
   EXPECT_LE(longestLine(text), 80U);
-  EXPECT_TRUE(contains(text, "dump.wav"));
+  EXPECT_THAT(text, HasSubstr("dump.wav"));
 }
 
 TEST(TextReport, ShowsEachPresetInTheGrid) {
@@ -105,9 +104,9 @@ TEST(TextReport, ShowsEachPresetInTheGrid) {
   makeDoubtful(results, 10, Reason::Noise);
   results.bank.presets[39].verdict = Verdict::Missing;
   const std::string text = report::textReport(results);
-  EXPECT_TRUE(contains(text, "group 1  + + + + + + + +\n"));
-  EXPECT_TRUE(contains(text, "group 2  + + ? + + + + +\n"));
-  EXPECT_TRUE(contains(text, "group 5  + + + + + + + -\n"));
+  EXPECT_THAT(text, HasSubstr("group 1  + + + + + + + +\n"));
+  EXPECT_THAT(text, HasSubstr("group 2  + + ? + + + + +\n"));
+  EXPECT_THAT(text, HasSubstr("group 5  + + + + + + + -\n"));
 }
 
 TEST(TextReport, NamesPlaceOfADoubtfulPreset) {
@@ -115,7 +114,7 @@ TEST(TextReport, NamesPlaceOfADoubtfulPreset) {
   makeDoubtful(results, 10, Reason::Noise);
   results.bank.presets[10].worstTime = 10.5;
   const std::string text = report::textReport(results);
-  EXPECT_TRUE(contains(text, "2-3  0:10.500  sample 463,050  "));
+  EXPECT_THAT(text, HasSubstr("2-3  0:10.500  sample 463,050  "));
 }
 
 TEST(TextReport, SaysOnceThatManyPresetsAreDoubtfulTogether) {
@@ -124,8 +123,8 @@ TEST(TextReport, SaysOnceThatManyPresetsAreDoubtfulTogether) {
     makeDoubtful(results, record, Reason::Beginning);
   }
   const std::string text = report::textReport(results);
-  EXPECT_TRUE(contains(text, "37 presets, 1-4 to 5-8: "));
-  EXPECT_FALSE(contains(text, "  1-4  "));
+  EXPECT_THAT(text, HasSubstr("37 presets, 1-4 to 5-8: "));
+  EXPECT_THAT(text, Not(HasSubstr("  1-4  ")));
 }
 
 TEST(Labels, LieWhereThingsAre) {
@@ -164,21 +163,21 @@ TEST(HtmlReport, EscapesNamesAndLoadsNothing) {
   results.recordings[0].codec = "<img>";
   results.recordings[0].converter = {report::ConverterOutcome::Rejects, "<b>", {}, -1.0};
   const std::string page = report::htmlReport(results);
-  EXPECT_TRUE(
-      contains(page, "&lt;script&gt;alert(&#39;&amp;&quot;)&lt;/script&gt;\xEF\xBF\xBD.wav"));
+  EXPECT_THAT(page,
+              HasSubstr("&lt;script&gt;alert(&#39;&amp;&quot;)&lt;/script&gt;\xEF\xBF\xBD.wav"));
   for (const char* part : {"<script", "<img", "<b>", "http:", "https:", "src=", "@import"}) {
-    EXPECT_FALSE(contains(page, part)) << part;
+    EXPECT_THAT(page, Not(HasSubstr(part)));
   }
 }
 
 TEST(HtmlReport, BearsResultsWithoutAnything) {
   report::Results results;
-  EXPECT_TRUE(contains(report::htmlReport(results), "</html>"));
+  EXPECT_THAT(report::htmlReport(results), HasSubstr("</html>"));
   results.recordings.resize(2);
-  EXPECT_TRUE(contains(report::htmlReport(results), "</html>"));
+  EXPECT_THAT(report::htmlReport(results), HasSubstr("</html>"));
   results.recordings[1].takes.resize(1);
   results.recordings[1].chosenTake = 0;
-  EXPECT_TRUE(contains(report::htmlReport(results), "</html>"));
+  EXPECT_THAT(report::htmlReport(results), HasSubstr("</html>"));
   EXPECT_NE(report::textReport(results), "");
   EXPECT_NE(report::jsonReport(results), "");
 }
