@@ -78,12 +78,22 @@ TEST_P(Outcomes, AreTheMessagesTheStatusAndTheFiles) {
   expectOutcome(arguments, {.output = output, .status = status, .written = written});
 }
 
-const std::vector<Run> fewerThanTwoArguments{
-    {"", usage}, {"bank.syx", usage}, {"tape.wav", usage}, {"bank.txt", usage}, {"-R1", usage},
-};
-INSTANTIATE_TEST_SUITE_P(FewerThanTwoArguments, Outcomes, ValuesIn(fewerThanTwoArguments));
+const std::string firstMissing = "can't open missing/preset1-1.txt\n" + failed;
+const FileTree bankFiles = transferFiles("out", bank);
+const FileTree otherBankFiles = transferFiles("out", otherBank);
+const FileTree tapeFiles = transferFiles("out", tapeBank);
+const FileTree zeroFiles = transferFiles("out", zeroBank);
+const FileTree convertedFiles = transferFiles("out", bankAsRev3);
+const FileTree convertedTapeFiles = transferFiles("out", tapeBankAsRev3);
 
-const std::vector<Run> unknownExtension{
+const std::vector<Run> runs{
+    // Fewer than two arguments
+    {"", usage},
+    {"bank.syx", usage},
+    {"tape.wav", usage},
+    {"bank.txt", usage},
+    {"-R1", usage},
+    // Unknown extensions
     {"tape.WAV out", unknown, 255},
     {"tape.wave out", unknown, 255},
     {"tape.wa out", unknown, 255},
@@ -107,10 +117,7 @@ const std::vector<Run> unknownExtension{
     {"-CheckWavFormat tape.wav out", unknown, 255},
     {"bank.SYX out -R1", unknown, 255},
     {"tape.WAV out -CheckWavFormat", unknown, 255},
-};
-INSTANTIATE_TEST_SUITE_P(UnknownExtension, Outcomes, ValuesIn(unknownExtension));
-
-const std::vector<Run> wavInputCannotBeOpened{
+    // A recording that cannot be opened
     {"x.wav out", tape + "can't open x.wav\n"},
     {"missing//x.wav out", tape + "can't open missing//x.wav\n"},
     {{"dumps.old/a b.wav", "out"}, tape + "can't open dumps.old/a b.wav\n"},
@@ -118,38 +125,25 @@ const std::vector<Run> wavInputCannotBeOpened{
     {"x.wav out -R1", tape + "can't open x.wav\n"},
     {"x.wav out -CheckWavFormat", tape + "can't open x.wav\n"},
     {"x.wav missing", tape + "can't open x.wav\n"},
-};
-INSTANTIATE_TEST_SUITE_P(WavInputCannotBeOpened, Outcomes, ValuesIn(wavInputCannotBeOpened));
-
-const std::vector<Run> sysexInputCannotBeOpened{
+    // A bank that cannot be opened
     {"x.syx out", sysex + "can't open x.syx\n", 255},
     {"x.sysex out", sysex + "can't open x.sysex\n", 255},
     {"100%s%d.syx out", sysex + "can't open 100%s%d.syx\n", 255},
     {"x.syx out -R2", sysex + "can't open x.syx\n", 255},
     {"x.syx out -CheckWavFormat", sysex + "can't open x.syx\n", 255},
     {"x.syx missing", sysex + "can't open x.syx\n", 255},
-};
-INSTANTIATE_TEST_SUITE_P(SysexInputCannotBeOpened, Outcomes, ValuesIn(sysexInputCannotBeOpened));
-
-const std::vector<Run> reportCannotBeOpened{
+    // A report that cannot be opened
     {"tape.wav missing -CheckWavFormat", tape + "can't open missing/format\n", 255},
     {"tape.wav missing/ -CheckWavFormat", tape + "can't open missing//format\n", 255},
     {"tape.wav taken -CheckWavFormat -R1", tape + "can't open taken/format\n", 255},
     {"tape.wav %s%n -CheckWavFormat", tape + "can't open %s%n/format\n", 255},
-};
-INSTANTIATE_TEST_SUITE_P(ReportCannotBeOpened, Outcomes, ValuesIn(reportCannotBeOpened));
-
-const std::vector<Run> formatCheckDone{
+    // Format checks
     {"tape.wav out -CheckWavFormat", tape + rightFormat, 0, rightReport()},
     {"tape.wav out -CheckWavFormat -CheckWavFormat", tape + rightFormat, 0, rightReport()},
     {"tape.wav out -R1 -CheckWavFormat -R2", tape + rightFormat, 0, rightReport()},
     {"tape.wav out/ -CheckWavFormat", tape + rightFormat, 0, rightReport()},
     {"tape.wav -CheckWavFormat", tape + rightFormat, 0, rightReport("-CheckWavFormat")},
-};
-INSTANTIATE_TEST_SUITE_P(FormatCheckDone, Outcomes, ValuesIn(formatCheckDone));
-
-const std::string firstMissing = "can't open missing/preset1-1.txt\n" + failed;
-const std::vector<Run> transferWriterFailed{
+    // Transfer files that cannot be opened
     {"bank.syx missing", sysex + firstMissing},
     {"bank.syx missing -R1", sysex + converting + firstMissing},
     {"tape.wav missing", tape + firstMissing},
@@ -159,14 +153,7 @@ const std::vector<Run> transferWriterFailed{
     {"bank.syx bank.wav", sysex + "can't open bank.wav/preset1-1.txt\n" + failed},
     {"bank.syx %s%d", sysex + "can't open %s%d/preset1-1.txt\n" + failed},
     {"bank.syx -R3", sysex + "can't open -R3/preset1-1.txt\n" + failed},
-};
-INSTANTIATE_TEST_SUITE_P(TransferWriterFailed, Outcomes, ValuesIn(transferWriterFailed));
-
-const FileTree bankFiles = transferFiles("out", bank);
-const FileTree otherBankFiles = transferFiles("out", otherBank);
-const FileTree tapeFiles = transferFiles("out", tapeBank);
-const FileTree zeroFiles = transferFiles("out", zeroBank);
-const std::vector<Run> success{
+    // Success
     {"bank.syx out", sysex, 0, bankFiles},
     {"bank.sysex out", sysex, 0, otherBankFiles},
     {"tape.wav out", tape, 0, tapeFiles},
@@ -190,12 +177,7 @@ const std::vector<Run> success{
     {"bank.syx -CheckWavFormat", sysex, 0, transferFiles("-CheckWavFormat", bank)},
     {"tape.wav out -checkwavformat CheckWavFormat", tape, 0, tapeFiles},
     {{"tape.wav", "out", "-CheckWavFormat ", "-CheckWavForma"}, tape, 0, tapeFiles},
-};
-INSTANTIATE_TEST_SUITE_P(Success, Outcomes, ValuesIn(success));
-
-const FileTree convertedFiles = transferFiles("out", bankAsRev3);
-const FileTree convertedTapeFiles = transferFiles("out", tapeBankAsRev3);
-const std::vector<Run> conversion{
+    // Conversions
     {"bank.syx out -R1", sysex + converting, 0, convertedFiles},
     {"bank.syx out -R2", sysex + converting, 0, convertedFiles},
     {"tape.wav out -R1", tape + converting, 0, convertedTapeFiles},
@@ -207,10 +189,7 @@ const std::vector<Run> conversion{
     {"bank.syx out -CheckWavFormat -R1", sysex + converting, 0, convertedFiles},
     {"bank.syx -R1", sysex + converting, 0, transferFiles("-R1", bankAsRev3)},
     {"tape.wav -R2", tape + converting, 0, transferFiles("-R2", tapeBankAsRev3)},
-};
-INSTANTIATE_TEST_SUITE_P(Conversion, Outcomes, ValuesIn(conversion));
-
-const std::vector<Run> noConversion{
+    // No conversion
     {"bank.syx out -R3", sysex, 0, bankFiles},
     {"tape.wav out -R3", tape, 0, tapeFiles},
     {"bank.syx out -r1 -r2", sysex, 0, bankFiles},
@@ -219,7 +198,7 @@ const std::vector<Run> noConversion{
     {{"bank.syx", "out", " -R1", "--R1", "x-R2", "R1"}, sysex, 0, bankFiles},
     {"bank.syx out -R0 -R4", sysex, 0, bankFiles},
 };
-INSTANTIATE_TEST_SUITE_P(NoConversion, Outcomes, ValuesIn(noConversion));
+INSTANTIATE_TEST_SUITE_P(All, Outcomes, ValuesIn(runs));
 
 TEST_F(OutcomesTest, NameOfTheProgramIsAnArgumentToo) {
   giveLink("bin/-R1", CONVERTER_PATH);
