@@ -15,8 +15,8 @@ std::size_t countOf(double seconds, double sampleRate) {
   return static_cast<std::size_t>(seconds * sampleRate);
 }
 
-/// Rises and falls as a bell from 0 to 1 to 0.
-float bell(std::size_t i, std::size_t count) {
+/// Rises from 0 to 1 in the first quarter and falls back in the last.
+float swell(std::size_t i, std::size_t count) {
   const double x = static_cast<double>(i) / static_cast<double>(count);
   return static_cast<float>(std::min(1.0, 4.0 * std::min(x, 1.0 - x)));
 }
@@ -47,8 +47,8 @@ void appendVowel(Samples& samples, Random& random, double pitch, double sampleRa
       pulse = 1.0F + 0.1F * random.normal();
     }
     const float glottis = pulse + 0.003F * random.normal();
-    samples.push_back(bell(i, count) * (first.next(glottis) + 0.7F * second.next(glottis) +
-                                        0.4F * third.next(glottis)));
+    samples.push_back(swell(i, count) * (first.next(glottis) + 0.7F * second.next(glottis) +
+                                         0.4F * third.next(glottis)));
   }
 }
 
@@ -56,7 +56,7 @@ void appendConsonant(Samples& samples, Random& random, double sampleRate) {
   const std::size_t count = countOf(random.between(0.02, 0.12), sampleRate);
   Filter band = Filter::bandPass(random.between(1500.0, 6500.0), 1.5, sampleRate);
   for (std::size_t i = 0; i < count; ++i) {
-    samples.push_back(0.02F * bell(i, count) * band.next(random.normal()));
+    samples.push_back(0.02F * swell(i, count) * band.next(random.normal()));
   }
 }
 
