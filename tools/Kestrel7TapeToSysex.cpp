@@ -312,7 +312,7 @@ void print(const std::string& text) {
 std::string joined(const std::vector<std::string>& names) {
   std::string list;
   for (const std::string& name : names) {
-    list += (list.empty() ? "" : ", ") + inputName(name);
+    report::addToList(list, inputName(name));
   }
   return list;
 }

@@ -186,7 +186,9 @@ TEST(Findings, SayThatAFailureIsNotPlain) {
 // 42 samples may become 49 or 35, 12 samples 19 or 5.
 TEST(SpeedsForConverter, FollowFromTheHalfPeriods) {
   report::Results results = madeResults();
-  const report::SpeedRange range = report::speedsForConverter(results.recordings[0]);
+  const report::Recording& recording = results.recordings[0];
+  const report::SpeedRange range =
+      report::speedsForConverter(recording, report::measure(recording, *recording.take()));
   EXPECT_NEAR(range.slowest, 42.0 / 49.0, 1e-9);
   EXPECT_NEAR(range.fastest, 42.0 / 35.0, 1e-9);
 }

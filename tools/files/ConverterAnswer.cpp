@@ -4,11 +4,11 @@
 #include <csignal>
 #include <new>
 #include <system_error>
-#include <vector>
 
 #include "audio/WavLoader.h"
 #include "platform/Platform.h"
 #include "recovery/ConverterReading.h"
+#include "report/Words.h"
 #include "tape/TapeDataReader.h"
 
 using report::ConverterAnswer;
@@ -51,21 +51,17 @@ std::string refusal(const std::string& path, const AudioFormat& format) {
 
 /// What keeps the converter from reading a file that it loads, apart from the signal itself.
 std::string limits(const WavLoader& loader, const recovery::Take& take) {
-  std::vector<std::string> found;
+  std::string found;
   if (loader.getSampleRate() != tapeSampleRate) {
-    found.emplace_back("it takes every rate for 44,100 Hz");
+    report::addToList(found, "it takes every rate for 44,100 Hz");
   }
   if (take.channelIndex != 0) {
-    found.emplace_back("it reads the first channel only");
+    report::addToList(found, "it reads the first channel only");
   }
   if (take.bits.back().end * loader.getSampleRate() > loader.getNumberOfSamples()) {
-    found.emplace_back("it reads the first 16 MiB only");
+    report::addToList(found, "it reads the first 16 MiB only");
   }
-  std::string list;
-  for (const std::string& limit : found) {
-    list += (list.empty() ? "" : ", ") + limit;
-  }
-  return list;
+  return found;
 }
 
 }  // namespace

@@ -10,12 +10,13 @@
 #include "recovery/Filter.h"
 #include "recovery/Quantile.h"
 #include "recovery/Take.h"
+#include "signal/Tones.h"
 
 namespace recovery {
 
 namespace {
 
-constexpr int oneLength = 12 * samplesPerShort;
+constexpr int oneLength = shortsPerOneBit * samplesPerShort;
 constexpr int slack = 5;                     // tape samples by which a bit may be longer or shorter
 constexpr double leastSlackDeviation = 0.8;  // tape samples
 constexpr double mostSlackDeviation = 2.0;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <numbers>
 
+#include "recovery/Quantile.h"
+
 namespace recovery {
 
 namespace {
@@ -25,12 +27,6 @@ double energyOf(const std::vector<float>& samples) {
     energy += static_cast<double>(sample) * static_cast<double>(sample);
   }
   return energy;
-}
-
-float medianOf(std::vector<float>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 }  // namespace
@@ -145,7 +141,7 @@ std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
     const std::size_t end = std::min(middle + reach + 1, peaks.size());
     around.assign(peaks.begin() + static_cast<std::ptrdiff_t>(begin),
                   peaks.begin() + static_cast<std::ptrdiff_t>(end));
-    medians.push_back(std::max(medianOf(around), lowest));
+    medians.push_back(std::max(median(around), lowest));
   }
   std::vector<float> levels(peaks.size());
   for (std::size_t i = 0; i < levels.size(); ++i) {

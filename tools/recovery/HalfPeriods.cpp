@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstddef>
 
+#include "recovery/Crossing.h"
+#include "signal/Tones.h"
+
 namespace recovery {
 
 namespace {
-
-constexpr int longsPerZeroBit = 4;
-constexpr int shortsPerOneBit = 12;
 
 // Against the length of a short half-period at the moment's speed; long ones against its multiple.
 constexpr double shortestShort = 0.45;
@@ -40,9 +40,8 @@ class Cutter {
     for (std::size_t i = 1; i < samples.size(); ++i) {
       const float sample = samples[i];
       if ((samples[i - 1] > 0.0F) != (sample > 0.0F)) {
-        const double part = static_cast<double>(samples[i - 1]) /
-                            (static_cast<double>(samples[i - 1]) - static_cast<double>(sample));
-        lastCrossing = (static_cast<double>(i) - 1.0 + part) / rate;
+        lastCrossing =
+            (static_cast<double>(i) - 1.0 + crossingBetween(samples[i - 1], sample)) / rate;
       }
       const bool flips = isPositive ? sample < -hysteresis : sample > hysteresis;
       if (flips) {

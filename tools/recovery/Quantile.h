@@ -16,4 +16,13 @@ Value quantile(std::vector<Value>& values, double part) {
   return *at;
 }
 
+/// The value in the middle of `values`, the upper one of two. There must be one; their order is
+/// lost.
+template <typename Value>
+Value median(std::vector<Value>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
 }  // namespace recovery

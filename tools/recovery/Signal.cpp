@@ -7,17 +7,16 @@
 #include <cstddef>
 #include <numbers>
 
+#include "recovery/Crossing.h"
 #include "recovery/Filter.h"
 #include "recovery/Quantile.h"
+#include "signal/Tones.h"
 
 namespace recovery {
 
 namespace {
 
-constexpr double nominalRate = 44100.0;
-constexpr double nominalLong = 42.0;         // samples of a half-period at the nominal rate
 constexpr double dropOutDepth = 8.0;         // decibels below the bits of the same value around
-constexpr double spectrumStep = 10.0;        // hertz
 constexpr std::size_t spectrumSize = 601;    // up to 6 kHz
 constexpr double spectrumWindow = 0.1;       // seconds
 constexpr std::size_t spectrumWindows = 12;  // spread over the dump
@@ -175,16 +174,14 @@ std::vector<float> measureSpectrum(const std::vector<float>& samples, Window win
 
 void countHalfPeriods(Take& take, const std::vector<float>& samples, Window window,
                       double sampleRate) {
-  const double perSample = 4.0 * nominalRate / sampleRate;
+  const double perSample = nominalSampleRate / sampleRate / halfPeriodStep;
   double last = -1.0;
   for (std::size_t i = std::max<std::size_t>(window.begin, 1); i < window.end; ++i) {
     if ((samples[i - 1] > 0.0F) == (samples[i] > 0.0F)) {
       continue;
     }
     const double crossing =
-        static_cast<double>(i) - 1.0 +
-        static_cast<double>(samples[i - 1]) /
-            (static_cast<double>(samples[i - 1]) - static_cast<double>(samples[i]));
+        static_cast<double>(i) - 1.0 + crossingBetween(samples[i - 1], samples[i]);
     if (last >= 0.0) {
       const auto bin = static_cast<std::size_t>((crossing - last) * perSample);
       ++take.halfPeriods[std::min(bin, take.halfPeriods.size() - 1)];
@@ -219,7 +216,7 @@ void describeSpeed(Take& take, const Span& span, const SpeedTrack& track) {
       continue;
     }
     const double longLength = track.lengths()[i] * track.ratio();
-    take.speed.push_back({time, nominalLong / nominalRate / longLength});
+    take.speed.push_back({time, longHalfPeriodSeconds / longLength});
     speeds.push_back(take.speed.back().speed);
   }
   if (speeds.empty()) {
@@ -227,7 +224,7 @@ void describeSpeed(Take& take, const Span& span, const SpeedTrack& track) {
   }
   facts.speedMedian = quantile(speeds, 0.5);
   facts.speedWander = (quantile(speeds, 0.95) - quantile(speeds, 0.05)) / 2.0;
-  facts.longHalfPeriod = nominalLong / nominalRate / facts.speedMedian;
+  facts.longHalfPeriod = longHalfPeriodSeconds / facts.speedMedian;
   facts.shortHalfPeriod = facts.longHalfPeriod / track.ratio();
 }
 

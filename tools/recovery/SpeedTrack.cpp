@@ -4,14 +4,17 @@
 #include <cmath>
 #include <cstddef>
 
+#include "recovery/Crossing.h"
 #include "recovery/Filter.h"
+#include "recovery/Quantile.h"
+#include "signal/Tones.h"
 
 namespace recovery {
 
 namespace {
 
-constexpr double nominalRatio = 42.0 / 12.0;  // samples at 44,100 a second
-constexpr double window = 0.1;                // seconds to either side of a point of the track
+constexpr double nominalRatio = static_cast<double>(longHalfPeriodSamples) / shortHalfPeriodSamples;
+constexpr double window = 0.1;       // seconds to either side of a point of the track
 constexpr double lowestLevel = 0.3;  // of the tones' usual peak: weaker cycles do not count
 constexpr double dominance = 1.3;    // how much stronger one tone must be than the other to count
 
@@ -54,9 +57,8 @@ std::vector<Cycle> cyclesOf(const std::vector<float>& tone, const std::vector<fl
     if (!rises && !falls) {
       continue;
     }
-    const double part = static_cast<double>(tone[i - 1]) /
-                        (static_cast<double>(tone[i - 1]) - static_cast<double>(tone[i]));
-    const double crossing = (static_cast<double>(i) - 1.0 + part) / rate;
+    const double crossing =
+        (static_cast<double>(i) - 1.0 + crossingBetween(tone[i - 1], tone[i])) / rate;
     double& before = last[rises ? 1 : 0];
     const double period = crossing - before;
     if (before >= 0.0 && periods.contains(period)) {
@@ -94,17 +96,9 @@ std::vector<double> medianPeriods(const std::vector<Cycle>& cycles, std::size_t 
     for (std::size_t i = begin; i < end; ++i) {
       around.push_back(cycles[i].period);
     }
-    const auto middle = around.begin() + static_cast<std::ptrdiff_t>(around.size() / 2);
-    std::nth_element(around.begin(), middle, around.end());
-    medians[hop] = *middle;
+    medians[hop] = median(around);
   }
   return medians;
-}
-
-double medianOf(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 /// Draws a straight line over the gaps (zeros); the ends are continued.
@@ -134,11 +128,12 @@ void smooth(std::vector<double>& values) {
   constexpr std::ptrdiff_t reach = 2;
   const auto size = static_cast<std::ptrdiff_t>(values.size());
   std::vector<double> medians(values.size());
+  std::vector<double> around;
   for (std::ptrdiff_t i = 0; i < size; ++i) {
     const std::ptrdiff_t begin = std::max<std::ptrdiff_t>(0, i - reach);
     const std::ptrdiff_t end = std::min(size, i + reach + 1);
-    medians[static_cast<std::size_t>(i)] =
-        medianOf(std::vector<double>(values.begin() + begin, values.begin() + end));
+    around.assign(values.begin() + begin, values.begin() + end);
+    medians[static_cast<std::size_t>(i)] = median(around);
   }
   for (std::ptrdiff_t i = 0; i < size; ++i) {
     const auto before = static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, i - 1));
@@ -171,7 +166,7 @@ std::optional<SpeedTrack> SpeedTrack::measure(const std::vector<float>& samples,
     }
   }
   if (!measuredRatios.empty()) {
-    const double measured = medianOf(measuredRatios);
+    const double measured = median(measuredRatios);
     track.longToShort = ratios.contains(measured) ? measured : nominalRatio;
   }
   bool isMeasured = false;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -10,6 +12,10 @@ namespace recovery {
 
 inline constexpr int bitsPerPreset = 8 * presetSize;
 inline constexpr int bitsPerBank = presetCount * bitsPerPreset;
+
+/// What a step of a take's spectrum and of its lengths of half-periods stands for.
+inline constexpr double spectrumStep = 10.0;    // hertz
+inline constexpr double halfPeriodStep = 0.25;  // samples at 44,100 a second
 
 /// Nats from which on a bit counts as sure.
 inline constexpr float sureMargin = 16.0F;
@@ -91,19 +97,21 @@ struct Take {
   SignalFacts signal;
 
   /// Lengths of the half-periods within the dump: `halfPeriods[i]` counts those of i to i + 1
-  /// quarter samples at 44,100 a second.
+  /// steps.
   std::array<int, 320> halfPeriods{};
 
-  /// The spectrum of the dump as recorded: `spectrum[i]` is the level around 10 * i hertz, in dB
+  /// The spectrum of the dump as recorded: `spectrum[i]` is the level around step i, in dB
   /// against a sine of full scale.
   std::vector<float> spectrum;
 };
 
-/// The bits of a take that were recorded, as one stretch of time; empty where there are none.
-inline Span recordedSpan(const Take& take) {
+/// The bits of a take that were recorded, or of `count` bits from `first` on, as one stretch of
+/// time; empty where there are none.
+inline Span recordedSpan(const Take& take, std::size_t first = 0, std::size_t count = bitsPerBank) {
   Span span;
   bool isFirst = true;
-  for (const BitReading& bit : take.bits) {
+  for (std::size_t i = first; i < std::min(first + count, take.bits.size()); ++i) {
+    const BitReading& bit = take.bits[i];
     if (bit.value < 0) {
       continue;
     }

@@ -364,7 +364,7 @@ std::string listOf(const Keys& keys) {
   std::string list;
   for (const char* key : keys) {
     if (key != nullptr) {
-      list += (list.empty() ? "" : ", ") + std::string(key);
+      addToList(list, key);
     }
   }
   return list;
@@ -426,13 +426,13 @@ std::string card(const PresetBank& bank, int record, const recovery::PresetReadi
 }
 
 std::string doubtfulKeys(const recovery::PresetReading& reading) {
-  std::vector<const char*> keys;
+  std::string keys;
   for (const PresetField& field : presetFields) {
     if (isDoubtful(reading, field)) {
-      keys.push_back(field.key);
+      addToList(keys, field.key);
     }
   }
-  return listOf(keys);
+  return keys;
 }
 
 std::string cardLegend(const PresetBank& bank, int record) {
@@ -461,7 +461,7 @@ std::string cardLegend(const PresetBank& bank, int record) {
   for (const Envelope& envelope : envelopes) {
     std::string keys;
     for (const char* stage : stages) {
-      keys.append(keys.empty() ? "" : ", ").append(envelope.prefix).append(stage);
+      addToList(keys, std::string(envelope.prefix) + stage);
     }
     lines.push_back(strong(envelope.name, envelope.text) + ": " + keys);
   }

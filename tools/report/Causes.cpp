@@ -8,12 +8,11 @@
 
 #include "report/Measures.h"
 #include "report/Words.h"
+#include "signal/Tones.h"
 
 namespace report {
 
 namespace {
-
-constexpr double nominalRate = 44100.0;  // samples a second, on which the converter's ranges rest
 
 /// What is known of a cause. A figure is stated from `stated` on, towards `borne`: the most that
 /// the converter bears in an otherwise clean recording (docs/recordings.md), or `stated` itself
@@ -69,7 +68,6 @@ constexpr std::array<Rule, 20> rules{{
 }};
 
 constexpr double statedDropOutDepth = 10.0;  // dB, a shallower one is no harm
-constexpr double leastToneLevel = -120.0;    // dBFS, at which the level is not known
 constexpr double atDropOut = 0.01;           // seconds: a worst bit this near lies at a drop-out
 constexpr double muchLouder = 10.0;          // dB, of another channel than the one that was read
 constexpr double likeRounding = 6.0;         // dB above the least noise of rounding
@@ -95,8 +93,6 @@ std::string lengthOf(int bits, double perBit) {
 std::string correctionOf(double speed) {
   return decimal(speed > 0.0 ? 100.0 / speed - 100.0 : 0.0, 0) + " %.";
 }
-
-std::string lostPresets(int count) { return counted(count, "preset"); }
 
 /// Gathers the findings of one recording.
 class Finder {
@@ -232,7 +228,7 @@ class Finder {
     finding.remedy = ruleOf(cause).remedy + remedyEnd;
     if (finding.presets > 0) {
       finding.weight = Weight::CostsPresets;
-      finding.text += "; costs " + lostPresets(finding.presets);
+      finding.text += "; costs " + counted(finding.presets, "preset");
     } else if (excess >= 1.0 && recording.converter.outcome != ConverterOutcome::ReadsRight) {
       finding.weight = Weight::StopsConverter;
     }
@@ -412,14 +408,13 @@ class Finder {
     }
     stateFrom(Cause::UnsteadySpeed, 100.0 * signal.speedWander,
               "the speed wanders by " + decimal(100.0 * signal.speedWander, 1) + " % up and down");
-    const double longSamples = measures.longHalfPeriod * rate;
-    const double shortSamples = measures.shortHalfPeriod * rate;
-    const bool fits = longSamples >= shortestLong && longSamples <= longestLong &&
-                      shortSamples >= shortestShort && shortSamples <= longestShort;
-    if (!fits && std::abs(rate / nominalRate - 1.0) > 0.005) {
+    const SpeedRange borne = speedsForConverter(recording, measures);
+    const bool fits = measures.speed >= borne.slowest && measures.speed <= borne.fastest;
+    if (!fits && std::abs(rate / nominalSampleRate - 1.0) > 0.005) {
       state(Cause::SampleRate, rate, 1.0,
             "at " + grouped(std::llround(rate)) + " Hz the half-periods are " +
-                decimal(shortSamples, 1) + " and " + decimal(longSamples, 1) + " samples long");
+                decimal(measures.shortHalfPeriod * rate, 1) + " and " +
+                decimal(measures.longHalfPeriod * rate, 1) + " samples long");
     }
   }
 
@@ -433,7 +428,7 @@ class Finder {
           Cause::Hum, measures.humLevel,
           "hum of " + decimal(signal.humFrequency, 0) + " Hz, " + againstTone(measures.humLevel));
     }
-    if (measures.toneLevel <= leastToneLevel) {
+    if (measures.toneLevel <= lowestLevel) {
       return;
     }
     const double tone = std::pow(10.0, measures.toneLevel / 20.0);

@@ -7,9 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "recovery/Crossing.h"
 #include "report/Markup.h"
-#include "report/Measures.h"
 #include "report/Words.h"
+#include "signal/Tones.h"
 
 namespace report {
 
@@ -17,10 +18,7 @@ namespace {
 
 constexpr int labelSize = 12;
 constexpr int axisHeight = 20;
-constexpr double nominalRate = 44100.0;  // samples a second, for lengths of half-periods
-constexpr double shortNominal = 12.0;    // samples, of a half-period
-constexpr double longNominal = 42.0;
-constexpr double lowestLevel = -72.0;     // dBFS, the foot of the level drawing unless all is low
+constexpr double highestFoot = -72.0;     // dBFS, the foot of the level drawing unless all is low
 constexpr double zoomedBelow = 0.6;       // part of a recording that a dump must fill to be clear
 constexpr std::size_t mostColumns = 800;  // points of a curve
 
@@ -124,7 +122,7 @@ double footOf(const recovery::RecordingFacts& facts) {
   for (const float level : facts.levels) {
     peak = std::max(peak, level);
   }
-  return std::min(lowestLevel, decibels(peak) - below);
+  return std::min(highestFoot, decibels(peak) - below);
 }
 
 /// A curve of at most `mostColumns` points, the highest of those that fall together.
@@ -151,7 +149,7 @@ std::string levelCurve(const recovery::RecordingFacts& facts, const Axis& time, 
   return svgPath(steps + "V1000Z", "level");
 }
 
-/// Leader, marker and presets of a dump as a strip from `top` on.
+/// Leader, start marker and presets of a dump as a strip from `top` on.
 std::string strip(const Results& results, const recovery::Take& take, const Axis& time, int top) {
   constexpr int height = 22;
   std::string result = box(time, take.leader.start, take.leader.end, top, height, "leader");
@@ -224,26 +222,20 @@ std::string points(const std::vector<recovery::SpeedPoint>& speed, const Axis& t
   return steps;
 }
 
-/// Lengths of the half-periods of a piece of wave: where each begins, and how long it is, in
-/// seconds.
-struct Crossing {
-  double time = 0.0;
-  double length = 0.0;
-};
-
-std::vector<Crossing> halfPeriodsOf(const recovery::WavePiece& wave) {
-  std::vector<Crossing> result;
+/// The half-periods of a piece of wave, between its zero crossings.
+std::vector<recovery::Span> halfPeriodsOf(const recovery::WavePiece& wave) {
+  std::vector<recovery::Span> result;
   double previous = -1.0;
   for (std::size_t i = 1; i < wave.samples.size(); ++i) {
-    const double before = wave.samples[i - 1];
-    const double after = wave.samples[i];
-    if ((before > 0.0) == (after > 0.0)) {
+    const float before = wave.samples[i - 1];
+    const float after = wave.samples[i];
+    if ((before > 0.0F) == (after > 0.0F)) {
       continue;
     }
-    const double time =
-        wave.start + (static_cast<double>(i - 1) + before / (before - after)) / wave.sampleRate;
+    const double crossing = static_cast<double>(i - 1) + recovery::crossingBetween(before, after);
+    const double time = wave.start + crossing / wave.sampleRate;
     if (previous >= 0.0) {
-      result.push_back({previous, time - previous});
+      result.push_back({previous, time});
     }
     previous = time;
   }
@@ -252,20 +244,18 @@ std::vector<Crossing> halfPeriodsOf(const recovery::WavePiece& wave) {
 
 std::string halfPeriodStrip(const recovery::WavePiece& wave, const Axis& time, int top) {
   constexpr int height = 20;
-  constexpr double labelled = 20.0;  // samples, the shortest with room for its number
+  constexpr long labelled = 20;  // samples, the shortest with room for its number
   std::string result;
-  for (const Crossing& half : halfPeriodsOf(wave)) {
-    const double samples = half.length * nominalRate;
-    const bool isShort = samples >= shortestShort && samples <= longestShort;
-    const bool isLong = samples >= shortestLong && samples <= longestLong;
-    const double end = half.time + half.length;
-    result += box(time, half.time, end, top, height,
-                  isShort  ? "half short"
-                  : isLong ? "half long"
-                           : "half stray");
+  for (const auto& [start, end] : halfPeriodsOf(wave)) {
+    const long samples = std::lround((end - start) * nominalSampleRate);
+    const bool isLong = longLengths.contains(samples);
+    result += box(time, start, end, top, height,
+                  shortLengths.contains(samples) ? "half short"
+                  : isLong                       ? "half long"
+                                                 : "half stray");
     if (samples >= labelled) {
-      result += svgText(percent(time.part(0.5 * (half.time + end))), top + 14, 11,
-                        isLong ? "text" : "doubt-text bold", decimal(samples, 0), "middle");
+      result += svgText(percent(time.part(0.5 * (start + end))), top + 14, 11,
+                        isLong ? "text" : "doubt-text bold", std::to_string(samples), "middle");
     }
   }
   return result;
@@ -302,7 +292,10 @@ recovery::Span readingSpan(const recovery::Take& take, const recovery::DoubtfulP
 
 std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const recovery::Span& span,
                            const Axis& time, int top) {
-  const auto length = [](int bit) { return bit == 0 ? 4.0 * longNominal : 12.0 * shortNominal; };
+  const auto length = [](int bit) {
+    return bit == 0 ? longsPerZeroBit * longHalfPeriodSamples
+                    : shortsPerOneBit * shortHalfPeriodSamples;
+  };
   double total = 0.0;
   for (const std::int8_t bit : place.nearlyRead) {
     total += length(bit);
@@ -322,10 +315,7 @@ std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const recovery:
 
 std::string waveCurve(const recovery::WavePiece& wave) {
   const std::size_t stride = std::max<std::size_t>(1, wave.samples.size() / (2 * mostColumns));
-  double peak = 1e-9;
-  for (const float sample : wave.samples) {
-    peak = std::max(peak, static_cast<double>(std::abs(sample)));
-  }
+  const double peak = peakOf(wave);
   std::string steps;
   for (std::size_t i = 0; i < wave.samples.size(); i += stride) {
     const double x = 1000.0 * static_cast<double>(i) / static_cast<double>(wave.samples.size());
@@ -336,6 +326,14 @@ std::string waveCurve(const recovery::WavePiece& wave) {
 }
 
 }  // namespace
+
+double peakOf(const recovery::WavePiece& wave) {
+  double peak = 1e-9;
+  for (const float sample : wave.samples) {
+    peak = std::max(peak, static_cast<double>(std::abs(sample)));
+  }
+  return peak;
+}
 
 std::string drawingRules() {
   return "line,path{vector-effect:non-scaling-stroke}\n"
@@ -393,7 +391,7 @@ std::string dumpDrawing(const Results& results, std::size_t recording) {
                   "Level of the dump over time, with its 40 presets");
 }
 
-std::string speedDrawing(const Recording& recording) {
+std::string speedDrawing(const Recording& recording, const Measures& measures) {
   const recovery::Take* take = recording.take();
   if (take == nullptr || take->speed.size() < 2) {
     return "";
@@ -401,7 +399,7 @@ std::string speedDrawing(const Recording& recording) {
   constexpr int height = 120;
   const Axis time{take->speed.front().time, take->speed.back().time};
   Axis axis{0.8, 1.25};
-  const SpeedRange borne = speedsForConverter(recording);
+  const SpeedRange borne = speedsForConverter(recording, measures);
   if (borne.fastest > 0.0) {
     axis = {std::min(axis.first, borne.slowest - 0.03), std::max(axis.last, borne.fastest + 0.03)};
   }
@@ -418,8 +416,7 @@ std::string speedDrawing(const Recording& recording) {
       result += label(0.0, y(speed) - 2, decimal(100.0 * speed, 0) + " %");
     }
   }
-  result +=
-      plot(0, height, 1000.0, svgPath(points(speedOf(recording, *take), time, axis), "curve"));
+  result += plot(0, height, 1000.0, svgPath(points(speedOf(*take, measures), time, axis), "curve"));
   return drawing(height + axisHeight, "Speed of the tape over the dump",
                  result + timeAxis(time, height + 16));
 }
@@ -435,14 +432,12 @@ std::string halfPeriodDrawing(const Recording& recording) {
   if (most <= 0) {
     return "";
   }
-  const double samplesPerBin = 0.25;
-  const Axis axis{0.0, samplesPerBin * static_cast<double>(counts.size())};
+  const Axis axis{0.0, recovery::halfPeriodStep * static_cast<double>(counts.size())};
   // The converter counts samples of the file, the drawing those of 44,100 a second.
   const double rate = recording.facts.sampleRate;
-  const double scale = rate > 0.0 ? nominalRate / rate : 1.0;
+  const double scale = rate > 0.0 ? nominalSampleRate / rate : 1.0;
   std::string result;
-  for (const auto& [shortest, longest] :
-       {std::array{shortestShort, longestShort}, std::array{shortestLong, longestLong}}) {
+  for (const auto& [shortest, longest] : {shortLengths, longLengths}) {
     result += box(axis, shortest * scale, longest * scale, 0, height, "band");
     for (const int end : {shortest, longest}) {
       if (axis.holds(end * scale)) {
@@ -463,17 +458,17 @@ std::string halfPeriodDrawing(const Recording& recording) {
                  result);
 }
 
-std::string spectrumDrawing(const Recording& recording) {
+std::string spectrumDrawing(const Recording& recording, const Measures& measures) {
   const recovery::Take* take = recording.take();
   if (take == nullptr || take->spectrum.size() < 3) {
     return "";
   }
   constexpr int height = 150;
-  constexpr double binWidth = 10.0;  // hertz
-  constexpr double range = 90.0;     // dB from top to bottom
+  constexpr double range = 90.0;  // dB from top to bottom
   const auto& levels = take->spectrum;
   const Axis axis{std::log(20.0),
-                  std::log(std::clamp(binWidth * static_cast<double>(levels.size()), 100.0, 20e3))};
+                  std::log(std::clamp(recovery::spectrumStep * static_cast<double>(levels.size()),
+                                      100.0, 20e3))};
   double top = -300.0;
   for (const float level : levels) {
     top = std::max(top, std::isfinite(level) ? static_cast<double>(level) : top);
@@ -490,7 +485,7 @@ std::string spectrumDrawing(const Recording& recording) {
   int column = -1;
   double highest = 0.0;
   for (std::size_t i = 2; i < levels.size(); ++i) {
-    const double x = axis.part(std::log(binWidth * static_cast<double>(i)));
+    const double x = axis.part(std::log(recovery::spectrumStep * static_cast<double>(i)));
     const double y = std::clamp((top - levels[i]) / range, 0.0, 1.0);
     const auto here = static_cast<int>(x * mostColumns);
     highest = here == column ? std::min(highest, y) : y;
@@ -510,7 +505,6 @@ std::string spectrumDrawing(const Recording& recording) {
     result += label(part, y, std::string(name) + " " + grouped(std::llround(frequency)), "text");
   };
   const recovery::SignalFacts& signal = take->signal;
-  const Measures measures = measure(recording, *take);
   mark(measures.longHalfPeriod > 0.0 ? 0.5 / measures.longHalfPeriod : 0.0, "0:", "tone", 12);
   mark(measures.shortHalfPeriod > 0.0 ? 0.5 / measures.shortHalfPeriod : 0.0, "1:", "tone", 12);
   mark(signal.humFrequency, "hum", "hum", 12);

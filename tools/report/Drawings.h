@@ -4,6 +4,7 @@
 #include <string>
 
 #include "recovery/Take.h"
+#include "report/Measures.h"
 #include "report/Report.h"
 
 namespace report {
@@ -24,13 +25,16 @@ std::string levelDrawing(const Results& results, std::size_t recording);
 std::string dumpDrawing(const Results& results, std::size_t recording);
 
 /// The speed of the tape over the dump, with the range that the converter bears.
-std::string speedDrawing(const Recording& recording);
+std::string speedDrawing(const Recording& recording, const Measures& measures);
 
 /// How often each length of a half-period occurs, with the converter's two ranges.
 std::string halfPeriodDrawing(const Recording& recording);
 
 /// The spectrum of the dump with the two tones and the hum.
-std::string spectrumDrawing(const Recording& recording);
+std::string spectrumDrawing(const Recording& recording, const Measures& measures);
+
+/// The highest magnitude of a piece of wave, above 0.
+double peakOf(const recovery::WavePiece& wave);
 
 /// A doubtful place: the bits as read and as nearly read, the wave, and its half-periods.
 std::string placeDrawing(const recovery::Take& take, const recovery::DoubtfulPlace& place);

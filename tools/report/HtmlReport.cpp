@@ -99,28 +99,24 @@ std::string sentence(std::string text) {
   return text + ".";
 }
 
-std::string facts(const Results& results, const Recording& recording) {
+std::string facts(const Results& results, const Recording& recording, const Measures& measures) {
   std::string result = entry("File", escaped(formatSentence(recording)));
   const recovery::Take* take = recording.take();
   if (take == nullptr) {
     return element("dl", result + entry("Dump", "none was found"));
   }
   const recovery::Span span = dumpSpan(*take);
-  const std::string count = recording.takes.size() < 2
-                                ? ""
-                                : "; number " + std::to_string(recording.chosenTake + 1) + " of " +
-                                      std::to_string(recording.takes.size());
-  result += entry("Dump", clock(span.start) + " to " + clock(span.end) + count);
+  const std::string number = dumpNumber(recording);
+  result += entry("Dump", clock(span.start) + " to " + clock(span.end) +
+                              (number.empty() ? "" : "; number " + number));
   result += entry("Before it", beforeSentence(recording));
-  result +=
-      entry("Read from", channelName(take->channelIndex) + (take->isInverted ? ", inverted" : ""));
+  result += entry("Read from", sourceSentence(*take));
   result += entry("Leader", take->leaderOnes == 0
                                 ? "none seen"
                                 : counted(take->leaderOnes, "bit") + ", " +
                                       decimal(take->leader.end - take->leader.start, 2) + " s");
   const recovery::SignalFacts& signal = take->signal;
-  const Measures measures = measure(recording, *take);
-  const bool hasNoise = measures.noiseLevel > -99.0;
+  const bool hasNoise = measures.noiseLevel > unknownNoise;
   result += entry("Level", "tone " + decimal(measures.toneLevel, 1) + " dBFS" +
                                (hasNoise ? ", noise at most " + decimal(measures.noiseLevel, 1) +
                                                " dB against it"
@@ -160,12 +156,14 @@ std::string key(const char* classes, const char* word) {
 
 std::string recordingSection(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
+  const recovery::Take* take = recording.take();
+  const Measures measures = take != nullptr ? measure(recording, *take) : Measures();
   std::string result = element("h2", escaped(recording.name));
-  if (recording.take() != nullptr) {
+  if (take != nullptr) {
     result += findingList(results, index);
     result += element("h3", "What it is");
   }
-  result += facts(results, recording);
+  result += facts(results, recording, measures);
   const std::string keys =
       key("leader", "leader") + key("sure", "sure") + key("doubtful", "doubtful") +
       "A triangle is a drop-out, a number that of a group." +
@@ -174,13 +172,13 @@ std::string recordingSection(const Results& results, std::size_t index) {
   result += element("h3", "Level over time");
   result += figure(levelDrawing(results, index), keys);
   result += figure(dumpDrawing(results, index), "The dump alone.");
-  std::string pairs = figure(speedDrawing(recording),
+  std::string pairs = figure(speedDrawing(recording, measures),
                              "Speed of the tape; 100 % is the instrument's. The converter reads "
                              "speeds within the coloured band.");
   pairs += figure(halfPeriodDrawing(recording),
                   "Lengths of the half-periods in samples, on a logarithmic scale. The converter "
                   "reads only those within the two coloured bands.");
-  pairs += figure(spectrumDrawing(recording),
+  pairs += figure(spectrumDrawing(recording, measures),
                   "Spectrum of the dump, with the tones of the bits 0 and 1 and with the hum if "
                   "there is any.");
   return element("section", result + element("div", pairs, "pair"));
@@ -261,12 +259,9 @@ std::string bitsOf(const recovery::DoubtfulPlace& place) {
   return text + ", " + counted(place.bitCount, "doubtful bit");
 }
 
-/// By how much a piece of wave is drawn enlarged.
+/// How loud a piece of wave is, and how much it is enlarged.
 std::string enlargement(const recovery::WavePiece& wave) {
-  double peak = 1e-9;
-  for (const float sample : wave.samples) {
-    peak = std::max(peak, static_cast<double>(std::abs(sample)));
-  }
+  const double peak = peakOf(wave);
   return "wave with peaks at " + decimal(decibels(peak), 1) + " dBFS, enlarged " +
          decimal(1.0 / peak, peak > 0.1 ? 1 : 0) + " times";
 }

@@ -26,8 +26,6 @@ std::string quoted(std::string_view text) {
   return result + '"';
 }
 
-std::string number(double value, int decimals) { return decimal(value, decimals); }
-
 /// An array of what `write` makes of each item.
 template <class Items, class Write>
 std::string array(const Items& items, Write write) {
@@ -49,12 +47,12 @@ class Object {
   Object& addText(const char* key, std::string_view text) { return add(key, quoted(text)); }
   Object& addFlag(const char* key, bool flag) { return add(key, flag ? "true" : "false"); }
   Object& addNumber(const char* key, double value, int decimals) {
-    return add(key, number(value, decimals));
+    return add(key, decimal(value, decimals));
   }
   Object& addSpan(const recovery::Span& span) {
     const bool isEmpty = span.end <= span.start;
-    add("start", isEmpty ? "null" : number(span.start, 6));
-    return add("end", isEmpty ? "null" : number(span.end, 6));
+    add("start", isEmpty ? "null" : decimal(span.start, 6));
+    return add("end", isEmpty ? "null" : decimal(span.end, 6));
   }
   std::string text() const { return "{" + members + "}"; }
 
@@ -86,7 +84,7 @@ std::string presetObject(const Results& results, int record) {
   object.add("recording", recording < 0 ? "null" : std::to_string(recording));
   object.addText("reason", reasonWord(preset.reason)).addNumber("margin", preset.margin, 2);
   const bool hasPlace = preset.verdict == recovery::Verdict::Doubtful && recording >= 0;
-  object.add("worstTime", hasPlace ? number(preset.worstTime, 6) : "null");
+  object.add("worstTime", hasPlace ? decimal(preset.worstTime, 6) : "null");
   object.add("worstSample", hasPlace ? std::to_string(sampleAt(
                                            results.recordings[static_cast<std::size_t>(recording)],
                                            preset.worstTime))
@@ -118,13 +116,11 @@ std::string converterObject(const Results& results, const Recording& recording) 
   object.addText("outcome", outcomes[static_cast<std::size_t>(answer.outcome)]);
   object.addText("text", converterSentence(results, recording)).addText("reason", answer.reason);
   object.add("wrongPresets", wrong + "]");
-  return object.add("dataStart", answer.dataStart < 0.0 ? "null" : number(answer.dataStart, 6))
+  return object.add("dataStart", answer.dataStart < 0.0 ? "null" : decimal(answer.dataStart, 6))
       .text();
 }
 
-std::string signalObject(const Recording& recording, const recovery::Take& take) {
-  const recovery::SignalFacts& signal = take.signal;
-  const Measures measures = measure(recording, take);
+std::string signalObject(const recovery::SignalFacts& signal, const Measures& measures) {
   Object object;
   object.addNumber("toneLevel", measures.toneLevel, 1);
   object.addNumber("peakLevel", measures.peakLevel, 1);
@@ -154,27 +150,28 @@ std::string placeObject(const recovery::DoubtfulPlace& place) {
   object.add("read", bits(place.read)).add("nearlyRead", bits(place.nearlyRead));
   Object wave;
   wave.addNumber("start", place.wave.start, 6).addNumber("sampleRate", place.wave.sampleRate, 3);
-  wave.add("samples", array(place.wave.samples, [](float s) { return number(s, 5); }));
+  wave.add("samples", array(place.wave.samples, [](float s) { return decimal(s, 5); }));
   return object.add("wave", wave.text()).text();
 }
 
 std::string dumpObject(const Recording& recording, const recovery::Take& take) {
+  const Measures measures = measure(recording, take);
   Object object;
   object.addSpan(dumpSpan(take));
   object.addNumber("channel", take.channelIndex + 1, 0).addFlag("inverted", take.isInverted);
   object.add("leader", spanObject(take.leader)).addNumber("leaderOnes", take.leaderOnes, 0);
   object.add("marker", spanObject(take.marker));
   object.addFlag("beginningIsSure", take.beginningIsSure).addFlag("endIsClean", take.endIsClean);
-  object.add("signal", signalObject(recording, take));
+  object.add("signal", signalObject(take.signal, measures));
   object.add("dropOuts", array(dropOutsOf(take), [](const recovery::DropOut& dropOut) {
                return Object().addSpan(dropOut.span).addNumber("depth", dropOut.depth, 1).text();
              }));
-  object.add("speed", array(speedOf(recording, take), [](const recovery::SpeedPoint& point) {
-               return "[" + number(point.time, 4) + "," + number(point.speed, 5) + "]";
+  object.add("speed", array(speedOf(take, measures), [](const recovery::SpeedPoint& point) {
+               return "[" + decimal(point.time, 4) + "," + decimal(point.speed, 5) + "]";
              }));
   object.add("halfPeriods",
              array(take.halfPeriods, [](int count) { return std::to_string(count); }));
-  object.add("spectrum", array(take.spectrum, [](float level) { return number(level, 1); }));
+  object.add("spectrum", array(take.spectrum, [](float level) { return decimal(level, 1); }));
   return object.add("doubtfulPlaces", array(take.doubtfulPlaces, placeObject)).text();
 }
 
@@ -186,9 +183,10 @@ std::string recordingObject(const Results& results, std::size_t index) {
   object.addText("codec", recording.codec).addNumber("bits", recording.bits, 0);
   object.addFlag("lossy", recording.isLossy).addNumber("sampleRate", facts.sampleRate, 3);
   object.addNumber("channels", facts.channels, 0).addNumber("duration", facts.duration, 6);
-  object.add("channelPeaks", array(facts.channelPeaks, [](float peak) { return number(peak, 6); }));
+  object.add("channelPeaks",
+             array(facts.channelPeaks, [](float peak) { return decimal(peak, 6); }));
   object.addNumber("levelStep", facts.levelStep, 6);
-  object.add("levels", array(facts.levels, [](float level) { return number(level, 4); }));
+  object.add("levels", array(facts.levels, [](float level) { return decimal(level, 4); }));
   object.add("converter", converterObject(results, recording));
   object.add("findings", array(findings(results, index), findingObject));
   object.add("chosenDump",

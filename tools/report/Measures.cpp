@@ -4,17 +4,14 @@
 #include <cmath>
 #include <cstddef>
 
-#include "report/Words.h"
+#include "recovery/Quantile.h"
+#include "signal/Tones.h"
 
 namespace report {
 
 namespace {
 
-constexpr double nominalRate = 44100.0;  // samples a second
-constexpr double binWidth = 10.0;        // hertz, of the spectrum
-constexpr double bandWidth = 5300.0;     // hertz, of 200 to 5,500
-constexpr double silence = -120.0;       // dBFS, below which a level is not known
-constexpr double quietest = -99.0;       // dB, of a noise that is not to be seen
+constexpr double bandWidth = 5300.0;  // hertz, of 200 to 5,500
 
 double ratioOf(double level) { return std::pow(10.0, level / 10.0); }
 
@@ -24,7 +21,7 @@ double levelOf(double ratio) { return ratio > 0.0 ? 10.0 * std::log10(ratio) : -
 double power(const std::vector<float>& spectrum, double from, double to) {
   double sum = 0.0;
   for (std::size_t i = 0; i < spectrum.size(); ++i) {
-    const double frequency = binWidth * static_cast<double>(i);
+    const double frequency = recovery::spectrumStep * static_cast<double>(i);
     if (frequency >= from && frequency < to && std::isfinite(spectrum[i])) {
       sum += ratioOf(spectrum[i]) / 2.0 / 1.5;
     }
@@ -46,7 +43,7 @@ QuietPlaces quietPlaces(const recovery::Take& take) {
   std::vector<float> levels;
   const double top = std::min(to, take.signal.bandwidth);
   for (std::size_t i = 0; i < take.spectrum.size(); ++i) {
-    const double frequency = binWidth * static_cast<double>(i);
+    const double frequency = recovery::spectrumStep * static_cast<double>(i);
     if (frequency >= from && frequency < top && std::isfinite(take.spectrum[i])) {
       levels.push_back(take.spectrum[i]);
     }
@@ -55,7 +52,9 @@ QuietPlaces quietPlaces(const recovery::Take& take) {
     return {};
   }
   std::sort(levels.begin(), levels.end());
-  const auto power = [](double level) { return ratioOf(level) / 2.0 / 1.5 * bandWidth / binWidth; };
+  const auto power = [](double level) {
+    return ratioOf(level) / 2.0 / 1.5 * bandWidth / recovery::spectrumStep;
+  };
   return {power(levels[levels.size() / 10] + quietTenth),
           power(levels[levels.size() * 19 / 20] - besideHarmonics)};
 }
@@ -79,21 +78,16 @@ double bitLength(const recovery::Take& take, int value) {
   if (inner.size() >= enough) {
     lengths.swap(inner);
   }
-  if (lengths.empty()) {
-    return 0.0;
-  }
-  const auto middle = lengths.begin() + static_cast<std::ptrdiff_t>(lengths.size() / 2);
-  std::nth_element(lengths.begin(), middle, lengths.end());
-  return *middle;
+  return lengths.empty() ? 0.0 : recovery::median(lengths);
 }
 
 void measureSpeed(const recovery::Take& take, Measures& measures) {
-  constexpr double nominalLong = 42.0 / nominalRate;  // seconds
   const double one = bitLength(take, 1);
   const double zero = bitLength(take, 0);
-  measures.shortHalfPeriod = one > 0.0 ? one / 12.0 : take.signal.shortHalfPeriod;
-  measures.longHalfPeriod = zero > 0.0 ? zero / 4.0 : take.signal.longHalfPeriod;
-  measures.speed = zero > 0.0 ? nominalLong / measures.longHalfPeriod : take.signal.speedMedian;
+  measures.shortHalfPeriod = one > 0.0 ? one / shortsPerOneBit : take.signal.shortHalfPeriod;
+  measures.longHalfPeriod = zero > 0.0 ? zero / longsPerZeroBit : take.signal.longHalfPeriod;
+  measures.speed =
+      zero > 0.0 ? longHalfPeriodSeconds / measures.longHalfPeriod : take.signal.speedMedian;
 }
 
 /// Decibels of the low tone against the high one, from what each has in the spectrum and how long
@@ -118,26 +112,25 @@ double balanceOf(const recovery::Take& take, const Measures& measures) {
 
 void measureHalfPeriods(const Recording& recording, const recovery::Take& take,
                         Measures& measures) {
-  constexpr double binsPerSample = 4.0;
   constexpr double strays = 0.1;  // of the shifted ones: with more of other lengths, it is no shift
-  const double scale = nominalRate / recording.facts.sampleRate;
-  const double shortLength = measures.shortHalfPeriod * nominalRate;
-  const double longLength = measures.longHalfPeriod * nominalRate;
+  const double scale = nominalSampleRate / recording.facts.sampleRate;
+  const double shortLength = measures.shortHalfPeriod * nominalSampleRate;
+  const double longLength = measures.longHalfPeriod * nominalSampleRate;
   int all = 0;
   int shifted = 0;
   int other = 0;
   for (std::size_t i = 0; i < take.halfPeriods.size(); ++i) {
     const int count = take.halfPeriods[i];
-    const double length = static_cast<double>(i) / binsPerSample;
+    const double length = static_cast<double>(i) * recovery::halfPeriodStep;
     all += count;
     if (length >= 1.6 * shortLength && length < 0.8 * longLength) {
       shifted += count;
     } else if (length < 0.4 * shortLength || length >= 1.2 * longLength) {
       other += count;
     }
-    const bool isShort = length >= shortestShort * scale && length < (longestShort + 1) * scale;
-    const bool isLong = length >= shortestLong * scale && length < (longestLong + 1) * scale;
-    measures.ignoredHalfPeriods += isShort || isLong ? 0 : count;
+    const auto inFile = static_cast<long>(length / scale);
+    const bool isRead = shortLengths.contains(inFile) || longLengths.contains(inFile);
+    measures.ignoredHalfPeriods += isRead ? 0 : count;
   }
   if (all > 0 && other <= strays * shifted) {
     measures.shiftedShare = static_cast<double>(shifted) / all;
@@ -154,15 +147,15 @@ Measures measure(const Recording& recording, const recovery::Take& take) {
   const QuietPlaces quiet = quietPlaces(take);
   const double all = power(take.spectrum, lowest, highest);
   const double tone = std::max(all - quiet.noisePower, 0.1 * all);
-  measures.toneLevel = std::max(silence, levelOf(2.0 * tone));
+  measures.toneLevel = std::max(lowestLevel, levelOf(2.0 * tone));
   const auto channel = static_cast<std::size_t>(take.channelIndex);
   const auto& peaks = recording.facts.channelPeaks;
   const double channelPeak = channel < peaks.size() ? decibels(peaks[channel]) : 0.0;
   measures.peakLevel = std::min(signal.peakLevel, channelPeak);
-  if (measures.toneLevel > silence) {
+  if (measures.toneLevel > lowestLevel) {
     constexpr double clipped = 0.05;          // part of the samples
     constexpr double leastIfClipped = -28.0;  // dB, above what clipping hum and tones makes
-    measures.noiseLevel = std::max(quietest, levelOf(quiet.noisePower) - measures.toneLevel);
+    measures.noiseLevel = std::max(unknownNoise, levelOf(quiet.noisePower) - measures.toneLevel);
     measures.isNoise = quiet.noisePower > 2.0 * quiet.harmonicsPower &&
                        (signal.clippedShare < clipped || measures.noiseLevel > leastIfClipped);
     measures.humLevel =
@@ -176,7 +169,7 @@ Measures measure(const Recording& recording, const recovery::Take& take) {
 
 double roundingNoise(int bits, double sampleRate, double toneLevel) {
   if (bits <= 0 || bits > 32 || !(sampleRate > 0.0)) {
-    return quietest;
+    return unknownNoise;
   }
   const double step = std::pow(2.0, 1 - bits);
   const double part = std::min(1.0, bandWidth / (sampleRate / 2.0));
@@ -197,10 +190,9 @@ std::vector<recovery::DropOut> dropOutsOf(const recovery::Take& take) {
   return result;
 }
 
-std::vector<recovery::SpeedPoint> speedOf(const Recording& recording, const recovery::Take& take) {
-  const double correction = take.signal.speedMedian > 0.0
-                                ? measure(recording, take).speed / take.signal.speedMedian
-                                : 1.0;
+std::vector<recovery::SpeedPoint> speedOf(const recovery::Take& take, const Measures& measures) {
+  const double correction =
+      take.signal.speedMedian > 0.0 ? measures.speed / take.signal.speedMedian : 1.0;
   std::vector<recovery::SpeedPoint> result = take.speed;
   for (recovery::SpeedPoint& point : result) {
     point.speed *= correction;
@@ -208,19 +200,16 @@ std::vector<recovery::SpeedPoint> speedOf(const Recording& recording, const reco
   return result;
 }
 
-SpeedRange speedsForConverter(const Recording& recording) {
-  const recovery::Take* take = recording.take();
+SpeedRange speedsForConverter(const Recording& recording, const Measures& measures) {
   SpeedRange range;
-  if (take == nullptr) {
-    return range;
-  }
-  const Measures measures = measure(recording, *take);
   const double shortSamples =
       measures.shortHalfPeriod * recording.facts.sampleRate * measures.speed;
   const double longSamples = measures.longHalfPeriod * recording.facts.sampleRate * measures.speed;
   if (shortSamples > 0.0 && longSamples > 0.0) {
-    range.slowest = std::max(shortSamples / longestShort, longSamples / longestLong);
-    range.fastest = std::min(shortSamples / shortestShort, longSamples / shortestLong);
+    range.slowest =
+        std::max(shortSamples / shortLengths.longest, longSamples / longLengths.longest);
+    range.fastest =
+        std::min(shortSamples / shortLengths.shortest, longSamples / longLengths.shortest);
   }
   return range.fastest < range.slowest ? SpeedRange() : range;
 }

@@ -4,25 +4,33 @@
 
 #include "recovery/Take.h"
 #include "report/Report.h"
+#include "report/Words.h"
 
 namespace report {
 
-/// Lengths of half-periods, in samples of the file, that the converter takes for the short ones of
-/// a one bit and the long ones of a zero bit.
-inline constexpr int shortestShort = 5;
-inline constexpr int longestShort = 19;
-inline constexpr int shortestLong = 35;
-inline constexpr int longestLong = 49;
+/// Lengths of half-periods in whole samples of the file.
+struct LengthRange {
+  int shortest;
+  int longest;
+
+  constexpr bool contains(long samples) const { return samples >= shortest && samples <= longest; }
+};
+
+/// What the converter takes for a short half-period, of a one bit, and for a long one, of a zero.
+inline constexpr LengthRange shortLengths{5, 19};
+inline constexpr LengthRange longLengths{35, 49};
+
+inline constexpr double unknownNoise = -99.0;  // dB
 
 /// What the spectrum, the half-periods and the bits of a dump tell of its signal.
 struct Measures {
-  double toneLevel = -120.0;  // dBFS, the peaks of the tones; at least -120
-  double peakLevel = -120.0;  // dBFS, the largest sample
-  double noiseLevel = -99.0;  // dB of the noise between 200 and 5,500 Hz against the tones' peaks,
-                              // at most; -99 where it can't be told
-  bool isNoise = false;       // it is more than what harmonics and clipping leave there
-  double humLevel = 0.0;      // dB against the tones; 0 where there is no hum to speak of
-  double balance = 0.0;       // dB of the low tone against the high one
+  double toneLevel = lowestLevel;    // dBFS, the peaks of the tones
+  double peakLevel = lowestLevel;    // dBFS, the largest sample
+  double noiseLevel = unknownNoise;  // dB of the noise between 200 and 5,500 Hz against the tones'
+                                     // peaks, at most
+  bool isNoise = false;   // it is more than what harmonics and clipping leave there
+  double humLevel = 0.0;  // dB against the tones; 0 where there is no hum to speak of
+  double balance = 0.0;   // dB of the low tone against the high one
   double shiftedShare =
       0.0;  // part of the half-periods that are too long for a 1, too short for a 0
   int ignoredHalfPeriods = 0;    // that the converter takes for neither
@@ -33,11 +41,12 @@ struct Measures {
 Measures measure(const Recording& recording, const recovery::Take& take);
 
 /// The noise that rounding to the steps of a file of `bits` a sample makes, measured like
-/// `Measures::noiseLevel`, for tones of `toneLevel` dBFS; -99 where the width is unknown.
+/// `Measures::noiseLevel`, for tones of `toneLevel` dBFS; `unknownNoise` where the width is
+/// unknown.
 double roundingNoise(int bits, double sampleRate, double toneLevel);
 
 /// The speed of the tape over a dump; 1.0 is the instrument's own.
-std::vector<recovery::SpeedPoint> speedOf(const Recording& recording, const recovery::Take& take);
+std::vector<recovery::SpeedPoint> speedOf(const recovery::Take& take, const Measures& measures);
 
 /// The drop-outs of a dump, those that follow each other closely as one.
 std::vector<recovery::DropOut> dropOutsOf(const recovery::Take& take);
@@ -48,6 +57,6 @@ struct SpeedRange {
   double slowest = 0.0;
   double fastest = 0.0;
 };
-SpeedRange speedsForConverter(const Recording& recording);
+SpeedRange speedsForConverter(const Recording& recording, const Measures& measures);
 
 }  // namespace report

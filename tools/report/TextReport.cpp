@@ -45,6 +45,11 @@ std::string shortened(const std::string& name) {
   return "..." + name.substr(start);
 }
 
+/// The number of a recording ahead of what is said of it; empty where there is only one.
+std::string numberOf(const Results& results, std::size_t index) {
+  return results.recordings.size() > 1 ? std::to_string(index + 1) + ". " : "";
+}
+
 std::string dumpLine(const Recording& recording) {
   const recovery::Take* take = recording.take();
   const auto& peaks = recording.facts.channelPeaks;
@@ -52,14 +57,11 @@ std::string dumpLine(const Recording& recording) {
     const double peak = peaks.empty() ? 0.0 : *std::max_element(peaks.begin(), peaks.end());
     return "no dump found; peaks at " + decimal(decibels(peak), 1) + " dBFS";
   }
-  const std::string number = recording.takes.size() < 2
-                                 ? "dump"
-                                 : "dump " + std::to_string(recording.chosenTake + 1) + " of " +
-                                       std::to_string(recording.takes.size());
+  const std::string number = dumpNumber(recording);
   const recovery::Span span = dumpSpan(*take);
-  return number + " from " + clock(span.start) + " to " + clock(span.end) + " on " +
-         channelName(take->channelIndex) + (take->isInverted ? ", inverted" : "") + "; " +
-         leaderSentence(*take) + "; " + beforeSentence(recording);
+  return "dump " + number + (number.empty() ? "" : " ") + "from " + clock(span.start) + " to " +
+         clock(span.end) + " on " + sourceSentence(*take) + "; " + leaderSentence(*take) + "; " +
+         beforeSentence(recording);
 }
 
 std::string recordingLines(const Results& results, std::size_t index) {
@@ -80,8 +82,7 @@ std::string findingLines(const Results& results) {
   std::string lines;
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     const std::vector<Finding> found = findings(results, i);
-    const std::string number =
-        results.recordings.size() > 1 ? std::to_string(i + 1) + ". " : std::string();
+    const std::string number = numberOf(results, i);
     const std::size_t count = std::min(found.size(), most);
     for (std::size_t k = 0; k < count; ++k) {
       lines += wrapped("- " + number + found[k].text, 2);
@@ -128,15 +129,14 @@ std::string doubtfulLines(const Results& results) {
       continue;
     }
     ++count;
-    const int index = recordingOfTake(results, preset.take);
-    if (count > mostDoubtful || index < 0) {
+    const int recording = recordingOfTake(results, preset.take);
+    if (count > mostDoubtful || recording < 0) {
       continue;
     }
-    const Recording& recording = results.recordings[static_cast<std::size_t>(index)];
-    const std::string number =
-        results.recordings.size() > 1 ? std::to_string(index + 1) + ". " : std::string();
-    lines += "  " + presetName(record) + "  " + number + clock(preset.worstTime) + "  sample " +
-             grouped(sampleAt(recording, preset.worstTime)) + "  " + reasonSentence(preset) + "\n";
+    const auto index = static_cast<std::size_t>(recording);
+    lines += "  " + presetName(record) + "  " + numberOf(results, index) + clock(preset.worstTime) +
+             "  sample " + grouped(sampleAt(results.recordings[index], preset.worstTime)) + "  " +
+             reasonSentence(preset) + "\n";
   }
   if (count > mostDoubtful) {
     lines += "  and " + std::to_string(count - mostDoubtful) + " more\n";
@@ -175,18 +175,15 @@ std::string verdict(const Results& results) {
 
 std::string advice(const Results& results) {
   if (results.bank.count(recovery::Verdict::Sure) < presetCount) {
-    const Finding* worst = nullptr;
-    std::vector<Finding> found;
+    Finding worst;
     for (std::size_t i = 0; i < results.recordings.size(); ++i) {
-      std::vector<Finding> more = findings(results, i);
-      found.insert(found.end(), more.begin(), more.end());
-    }
-    for (const Finding& finding : found) {
-      if (worst == nullptr || finding.presets > worst->presets) {
-        worst = &finding;
+      for (const Finding& finding : findings(results, i)) {
+        if (worst.remedy.empty() || finding.presets > worst.presets) {
+          worst = finding;
+        }
       }
     }
-    return worst != nullptr ? worst->remedy : "";
+    return worst.remedy;
   }
   const bool isRead =
       std::all_of(results.recordings.begin(), results.recordings.end(), [](const Recording& r) {

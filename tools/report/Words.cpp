@@ -16,7 +16,7 @@ namespace {
 constexpr const char* replacementCharacter = "\xEF\xBF\xBD";
 constexpr double quietest = -80.0;  // dBFS, below which it is silent
 constexpr int mostNames = 8;        // of presets in a sentence
-constexpr double silence = -120.0;  // dBFS, where a level is at most this
+constexpr const char* beginningIsUnsure = "where the data begin is not sure";
 
 bool isContinuation(std::string_view text, std::size_t i) {
   return i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0U) == 0x80U;
@@ -88,6 +88,10 @@ std::string clock(double seconds) {
 std::string counted(int count, std::string_view noun) {
   const std::string number = count == 0 ? "no" : grouped(count);
   return number + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+void addToList(std::string& list, std::string_view item) {
+  list.append(list.empty() ? "" : ", ").append(item);
 }
 
 std::string shown(std::string_view text) {
@@ -177,7 +181,7 @@ const char* reasonSentence(const recovery::PresetReading& preset) {
     case recovery::Reason::Count:
       return "a bit may be lost or too many before it";
     case recovery::Reason::Beginning:
-      return "where the data begin is not sure";
+      return beginningIsUnsure;
     case recovery::Reason::NotRecorded:
       return preset.verdict == recovery::Verdict::Missing ? "it is not on the recording"
                                                           : "a part of it is not on the recording";
@@ -210,7 +214,7 @@ std::string beginningPresets(const recovery::BankReading& bank) {
   }
   return count < 2 ? ""
                    : counted(count, "preset") + ", " + presetName(first) + " to " +
-                         presetName(last) + ": where the data begin is not sure";
+                         presetName(last) + ": " + beginningIsUnsure;
 }
 
 std::string channelName(int index) {
@@ -222,6 +226,16 @@ std::string channelName(int index) {
     default:
       return "channel " + std::to_string(index + 1);
   }
+}
+
+std::string sourceSentence(const recovery::Take& take) {
+  return channelName(take.channelIndex) + (take.isInverted ? ", inverted" : "");
+}
+
+std::string dumpNumber(const Recording& recording) {
+  return recording.takes.size() < 2 ? ""
+                                    : std::to_string(recording.chosenTake + 1) + " of " +
+                                          std::to_string(recording.takes.size());
 }
 
 std::string leaderSentence(const recovery::Take& take) {
@@ -276,7 +290,7 @@ std::string converterSentence(const Results& results, const Recording& recording
 }
 
 double decibels(double magnitude) {
-  return magnitude > 1e-6 ? 20.0 * std::log10(magnitude) : silence;
+  return magnitude > 1e-6 ? 20.0 * std::log10(magnitude) : lowestLevel;
 }
 
 double dataStart(const recovery::Take& take) {
@@ -284,31 +298,15 @@ double dataStart(const recovery::Take& take) {
 }
 
 recovery::Span presetSpan(const recovery::Take& take, int record) {
-  const auto first = static_cast<std::size_t>(record) * recovery::bitsPerPreset;
-  const std::size_t end = std::min(first + recovery::bitsPerPreset, take.bits.size());
-  recovery::Span span;
-  for (std::size_t i = first; i < end; ++i) {
-    const recovery::BitReading& bit = take.bits[i];
-    if (bit.value >= 0) {
-      span.start = span.end > span.start ? span.start : bit.start;
-      span.end = bit.end;
-    }
-  }
-  return span;
+  return recovery::recordedSpan(take, static_cast<std::size_t>(record) * recovery::bitsPerPreset,
+                                recovery::bitsPerPreset);
 }
 
 recovery::Span dumpSpan(const recovery::Take& take) {
   recovery::Span span{1e300, -1.0};
-  const auto include = [&](double start, double end) {
+  for (const auto& [start, end] : {take.leader, take.marker, recovery::recordedSpan(take)}) {
     if (end > start && start >= 0.0) {
       span = {std::min(span.start, start), std::max(span.end, end)};
-    }
-  };
-  include(take.leader.start, take.leader.end);
-  include(take.marker.start, take.marker.end);
-  for (const recovery::BitReading& bit : take.bits) {
-    if (bit.value >= 0) {
-      include(bit.start, bit.end);
     }
   }
   return span.end > span.start ? span : recovery::Span{};

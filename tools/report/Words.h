@@ -22,6 +22,9 @@ std::string clock(double seconds);
 /// "1 drop-out", "4 drop-outs", "no drop-outs".
 std::string counted(int count, std::string_view noun);
 
+/// Adds an item to a list such as "GLIDE, UNISON".
+void addToList(std::string& list, std::string_view item);
+
 /// `text` as valid UTF-8 without control characters; each byte that is part of neither becomes
 /// U+FFFD.
 std::string shown(std::string_view text);
@@ -54,6 +57,12 @@ std::string beginningPresets(const recovery::BankReading& bank);
 /// A channel of the frames, such as "the second channel" for 1.
 std::string channelName(int index);
 
+/// Where a take was read from, such as "the first channel, inverted".
+std::string sourceSentence(const recovery::Take& take);
+
+/// Which of the dumps of a recording is used, such as "2 of 3"; empty where there is only one.
+std::string dumpNumber(const Recording& recording);
+
 /// How much of the leader was read, such as "leader 300 bits".
 std::string leaderSentence(const recovery::Take& take);
 
@@ -66,7 +75,10 @@ std::string converterSentence(const Results& results, const Recording& recording
 /// What lies before the leader, such as "12.4 s before it, with peaks at -20.3 dBFS".
 std::string beforeSentence(const Recording& recording);
 
-/// The part of full scale `magnitude` in dBFS, at least -120.
+/// The least level that is told, in dBFS; what is lower is not known.
+inline constexpr double lowestLevel = -120.0;
+
+/// The part of full scale `magnitude` in dBFS, at least `lowestLevel`.
 double decibels(double magnitude);
 
 /// The time of the first data bit; below 0 where it was not recorded.

@@ -6,13 +6,17 @@
 
 namespace {
 
-constexpr std::size_t silentSamples = 44100 / 4;
+constexpr std::size_t silentSamples = nominalSampleRate / 4;
 constexpr double level = 0.8;
 
 }  // namespace
 
 void appendBit(HalfPeriods& signal, bool bit) {
-  signal.insert(signal.end(), bit ? 12 : 4, bit ? HalfPeriod::Short : HalfPeriod::Long);
+  if (bit) {
+    signal.insert(signal.end(), shortsPerOneBit, HalfPeriod::Short);
+  } else {
+    signal.insert(signal.end(), longsPerZeroBit, HalfPeriod::Long);
+  }
 }
 
 void appendBytes(HalfPeriods& signal, std::string_view bytes) {

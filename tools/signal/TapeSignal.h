@@ -4,15 +4,12 @@
 #include <string_view>
 #include <vector>
 
+#include "signal/Tones.h"
+
 /// Half a swing of one of the two tones: between two zero crossings.
 enum class HalfPeriod : std::uint8_t { Short, Long };
 
 using HalfPeriods = std::vector<HalfPeriod>;
-
-/// Nominal lengths at 44,100 samples a second, in the middle of what the reader takes for short (5
-/// to 19 samples) and for long (35 to 49).
-inline constexpr int shortHalfPeriodSamples = 12;  // 1,837.5 Hz
-inline constexpr int longHalfPeriodSamples = 42;   // 525 Hz
 
 constexpr int nominalSamples(HalfPeriod halfPeriod) {
   return halfPeriod == HalfPeriod::Short ? shortHalfPeriodSamples : longHalfPeriodSamples;
