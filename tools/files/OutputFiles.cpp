@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 
 using platform::nameOf;
 using platform::pathOf;
+using platform::words;
 
 namespace {
 
@@ -26,8 +27,6 @@ namespace {
 [[noreturn]] void failToExist(const std::string& path) {
   fail(path, "it exists; take another name, or --force to replace it");
 }
-
-std::string words(int error) { return std::generic_category().message(error); }
 
 fs::path folderOf(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path() : fs::path(".");

@@ -11,6 +11,9 @@
 /// What the programs need of the system beyond the standard library.
 namespace platform {
 
+/// What the system says of a value of errno.
+std::string words(int error);
+
 /// Opens what is closed of standard input, output and error, so that no file takes their place.
 /// Reading from or writing to what was closed fails as before.
 void holdStandardStreams();
@@ -93,11 +96,9 @@ class InputFault : public std::runtime_error {
   const std::string remedy;
 };
 
-/// The most bytes that are copied of what has no beginning to go back to.
-inline constexpr std::int64_t longestCopy = std::int64_t{4} << 30;
-
 /// Opens the file at `path`, or standard input for "-". What has no beginning to go back to, such
-/// as a pipe, is copied to a temporary file first. Throws InputFault; a device is no file.
+/// as a pipe, is copied to a temporary file first, up to 4 GiB. Throws InputFault; a device is no
+/// file.
 InputFile openInput(const std::string& path);
 
 /// How a child process ended.

@@ -18,16 +18,13 @@
 #include <system_error>
 
 #include "platform/Platform.h"
+#include "platform/Shared.h"
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): not on every system
 
 namespace platform {
 
 namespace {
-
-[[noreturn]] void failWith(int error) { throw std::system_error(error, std::generic_category()); }
-
-[[noreturn]] void failWithErrno() { failWith(errno); }
 
 sigset_t endingSignals() {
   sigset_t signals;
@@ -38,45 +35,9 @@ sigset_t endingSignals() {
   return signals;
 }
 
-/// Reads until `size` bytes are there or the end is reached.
-std::size_t readFully(int fd, char* bytes, std::size_t size) {
-  std::size_t count = 0;
-  while (count < size) {
-    const ssize_t part = ::read(fd, bytes + count, size - count);
-    if (part == 0) {
-      break;
-    }
-    if (part < 0 && errno != EINTR) {
-      failWithErrno();
-    }
-    count += part < 0 ? 0 : static_cast<std::size_t>(part);
-  }
-  return count;
-}
-
-std::string words(int error) { return std::generic_category().message(error); }
-
 std::string temporaryFolder() {
   const char* const folder = std::getenv("TMPDIR");
   return folder != nullptr && *folder != '\0' ? folder : "/tmp";
-}
-
-/// Ends the copying of an input for what errno says.
-[[noreturn]] void failCopying() {
-  throw InputFault("it can't be copied to " + temporaryFolder() + " (" + words(errno) + ")",
-                   "set TMPDIR to a folder with room for it");
-}
-
-void writeFully(int fd, const char* bytes, std::size_t size) {
-  while (size > 0) {
-    const ssize_t part = ::write(fd, bytes, size);
-    if (part < 0 && errno != EINTR) {
-      failCopying();
-    }
-    const std::size_t count = part < 0 ? 0 : static_cast<std::size_t>(part);
-    bytes += count;
-    size -= count;
-  }
 }
 
 /// A new temporary file for reading and writing, without a name.
@@ -84,27 +45,11 @@ Descriptor createNamelessFile() {
   std::string path = temporaryFolder() + "/kestrel7-XXXXXX";
   Descriptor file(::mkstemp(path.data()));
   if (file.get() < 0) {
-    failCopying();
+    failCopying(words(errno));
   }
   ::unlink(path.c_str());
   ::fcntl(file.get(), F_SETFD, FD_CLOEXEC);
   return file;
-}
-
-/// A copy of what can be read from `fd`, ready to be read from its beginning.
-Descriptor copyOf(int fd) {
-  Descriptor copy = createNamelessFile();
-  std::array<char, 65536> block{};
-  std::int64_t size = 0;
-  while (const std::size_t count = readFully(fd, block.data(), block.size())) {
-    size += static_cast<std::int64_t>(count);
-    if (size > longestCopy) {
-      throw InputFault("more than 4 GiB come from it", "save it as a file and name that");
-    }
-    writeFully(copy.get(), block.data(), count);
-  }
-  ::lseek(copy.get(), 0, SEEK_SET);
-  return copy;
 }
 
 /// What `posix_spawn` does with the descriptors of the child.
@@ -127,6 +72,11 @@ class SpawnActions {
 
 }  // namespace
 
+void failCopying(const std::string& reason) {
+  throw InputFault("it can't be copied to " + temporaryFolder() + " (" + reason + ")",
+                   "set TMPDIR to a folder with room for it");
+}
+
 void holdStandardStreams() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(fd, F_GETFD) < 0 && errno == EBADF) {
@@ -145,8 +95,6 @@ void leaveNoCoreDump() {
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
 }
-
-bool standardErrorIsTerminal() { return ::isatty(STDERR_FILENO) != 0; }
 
 bool standardInputIs(const std::string& path) {
   struct stat input = {};
@@ -179,12 +127,6 @@ SignalsLater::~SignalsLater() {
   ::sigprocmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-Descriptor::~Descriptor() {
-  if (fd >= 0) {
-    ::close(fd);
-  }
-}
-
 int Descriptor::duplicate() const { return ::fcntl(fd, F_DUPFD_CLOEXEC, 0); }
 
 SilentStandardError::SilentStandardError() : original(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
@@ -213,11 +155,9 @@ InputFile openInput(const std::string& path) {
   if (S_ISREG(properties.st_mode) && !isStandardInput) {
     return {std::move(file), false};
   }
-  try {
-    return {copyOf(file.get()), true};
-  } catch (const std::system_error& error) {
-    throw InputFault(error.code().message(), "look where it comes from");
-  }
+  Descriptor copy = createNamelessFile();
+  copyInput(file.get(), copy.get());
+  return {std::move(copy), true};
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {
@@ -253,17 +193,6 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descri
     failWith(error);
   }
   process = child;
-}
-
-ChildProcess::~ChildProcess() {
-  if (process > 0) {
-    output = Descriptor();
-    wait();
-  }
-}
-
-std::size_t ChildProcess::read(char* bytes, std::size_t size) {
-  return readFully(output.get(), bytes, size);
 }
 
 ChildEnd ChildProcess::wait() {

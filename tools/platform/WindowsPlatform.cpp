@@ -6,7 +6,6 @@
 #include <process.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -18,6 +17,7 @@
 
 #include "platform/Path.h"
 #include "platform/Platform.h"
+#include "platform/Shared.h"
 
 namespace fs = std::filesystem;
 
@@ -32,10 +32,6 @@ constexpr int ownerMayAll = _S_IREAD | _S_IWRITE;
 // With this a child that knows of it ends on SIGABRT; by default every signal ends with 3.
 constexpr int abortStatus = 128 + SIGABRT;
 constexpr int signalStatus = 3;
-
-[[noreturn]] void failWith(int error) { throw std::system_error(error, std::generic_category()); }
-
-[[noreturn]] void failWithErrno() { failWith(errno); }
 
 [[noreturn]] void failWithLastError() {
   throw std::system_error(static_cast<int>(::GetLastError()), std::system_category());
@@ -62,58 +58,20 @@ bool identify(HANDLE file, Identity& identity) {
   return true;
 }
 
-/// Reads until `size` bytes are there or the end is reached.
-std::size_t readFully(int fd, char* bytes, std::size_t size) {
-  constexpr std::size_t most = 1 << 30;
-  std::size_t count = 0;
-  while (count < size) {
-    const auto wanted = static_cast<unsigned>(std::min(size - count, most));
-    const int part = ::_read(fd, bytes + count, wanted);
-    if (part < 0) {
-      failWithErrno();
-    }
-    if (part == 0) {
-      break;
-    }
-    count += static_cast<std::size_t>(part);
-  }
-  return count;
-}
-
 /// A new temporary file for reading and writing, which is removed when it is closed.
 Descriptor createTemporaryFile() {
   std::array<wchar_t, MAX_PATH + 1> name{};
-  if (::GetTempFileNameW(fs::temp_directory_path().c_str(), L"kes", 0, name.data()) == 0) {
-    failWithLastError();
+  std::error_code isNoFolder;
+  if (::GetTempFileNameW(fs::temp_directory_path(isNoFolder).c_str(), L"kes", 0, name.data()) ==
+      0) {
+    failCopying(std::system_category().message(static_cast<int>(::GetLastError())));
   }
   Descriptor file(
       ::_wopen(name.data(), _O_RDWR | _O_BINARY | _O_TEMPORARY | _O_NOINHERIT, ownerMayAll));
   if (file.get() < 0) {
-    failWithErrno();
+    failCopying(words(errno));
   }
   return file;
-}
-
-/// A copy of standard input, ready to be read from its beginning.
-Descriptor copyOfStandardInput() {
-  Descriptor copy = createTemporaryFile();
-  if (::_setmode(standardInput, _O_BINARY) < 0) {
-    failWithErrno();
-  }
-  std::array<char, 65536> block{};
-  std::int64_t size = 0;
-  while (const std::size_t count = readFully(standardInput, block.data(), block.size())) {
-    size += static_cast<std::int64_t>(count);
-    if (size > longestCopy) {
-      throw InputFault("more than 4 GiB come from it", "save it as a file and name that");
-    }
-    if (::_write(copy.get(), block.data(), static_cast<unsigned>(count)) !=
-        static_cast<int>(count)) {
-      failWithErrno();
-    }
-  }
-  ::_lseeki64(copy.get(), 0, SEEK_SET);
-  return copy;
 }
 
 /// The path of a program, searched for in PATH unless it has a folder.
@@ -157,6 +115,11 @@ Descriptor openNull(int mode) { return Descriptor(::_open("NUL", mode | _O_NOINH
 
 }  // namespace
 
+void failCopying(const std::string& reason) {
+  throw InputFault("it can't be copied to a temporary file (" + reason + ")",
+                   "set TMP to a folder with room for it");
+}
+
 // The C library never gives their numbers to other files.
 void holdStandardStreams() {}
 
@@ -167,8 +130,6 @@ void leaveNoCoreDump() {
   ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   std::signal(SIGABRT, [](int) { ::_exit(abortStatus); });
 }
-
-bool standardErrorIsTerminal() { return ::_isatty(standardError) != 0; }
 
 bool standardInputIs(const std::string& path) {
   const Descriptor file(::_wopen(pathOf(path).c_str(), _O_RDONLY | _O_NOINHERIT));
@@ -197,12 +158,6 @@ SignalsLater::SignalsLater() { ::SetConsoleCtrlHandler(nullptr, TRUE); }
 
 SignalsLater::~SignalsLater() { ::SetConsoleCtrlHandler(nullptr, FALSE); }
 
-Descriptor::~Descriptor() {
-  if (fd >= 0) {
-    ::_close(fd);
-  }
-}
-
 int Descriptor::duplicate() const { return ::_dup(fd); }
 
 SilentStandardError::SilentStandardError() : original(::_dup(standardError)) {
@@ -219,17 +174,14 @@ InputFile openInput(const std::string& path) {
     }
     Descriptor file(::_wopen(pathOf(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT));
     if (file.get() < 0) {
-      throw InputFault(std::generic_category().message(errno),
-                       "look at its path and its permissions");
+      throw InputFault(words(errno), "look at its path and its permissions");
     }
     return {std::move(file), false};
   }
-  try {
-    return {copyOfStandardInput(), true};
-  } catch (const std::system_error& error) {
-    throw InputFault("it can't be copied to a temporary file (" + error.code().message() + ")",
-                     "set TMP to a folder with room for it");
-  }
+  Descriptor copy = createTemporaryFile();
+  ::_setmode(standardInput, _O_BINARY);
+  copyInput(standardInput, copy.get());
+  return {std::move(copy), true};
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descriptor& input) {
@@ -261,17 +213,6 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const Descri
   }
   ::CloseHandle(child.hThread);
   process = reinterpret_cast<std::intptr_t>(child.hProcess);
-}
-
-ChildProcess::~ChildProcess() {
-  if (process > 0) {
-    output = Descriptor();
-    wait();
-  }
-}
-
-std::size_t ChildProcess::read(char* bytes, std::size_t size) {
-  return readFully(output.get(), bytes, size);
 }
 
 ChildEnd ChildProcess::wait() {
