@@ -6,6 +6,7 @@
 #include "preset/PresetBank.h"
 #include "report/Cards.h"
 #include "report/Markup.h"
+#include "report/Style.h"
 
 namespace {
 

@@ -16,8 +16,8 @@
 #include "recovery/Bank.h"
 #include "recovery/DumpSearch.h"
 #include "report/Cards.h"
-#include "report/Drawings.h"
 #include "report/Report.h"
+#include "report/Style.h"
 #include "report/Words.h"
 #include "signal/DumpRecording.h"
 #include "transfer/writeTransferFiles.h"
@@ -169,8 +169,14 @@ EXPORT(json) int json() { return answer(report::jsonReport(session.results)); }
 
 EXPORT(advice) int advice() { return answer(report::advice(session.results)); }
 
-/// The bits of the dump in a recording: for each of the 7,680 its start and its end in seconds, its
-/// value and its margin. Returns where these lie, or null where there is no dump.
+/// What a recording is, such as "WAV, 16-bit PCM, 44,100 Hz, mono, 0:31.600".
+EXPORT(format) int format(int recording) {
+  return answer(
+      report::formatSentence(session.results.recordings[static_cast<std::size_t>(recording)]));
+}
+
+/// The bits of the dump in a recording: for each of the 7,680 its start and its end in seconds, and
+/// its value. Returns where these lie, or null where there is no dump.
 EXPORT(bits) const double* bits(int recording) {
   const recovery::Take* take =
       session.results.recordings[static_cast<std::size_t>(recording)].take();
@@ -179,21 +185,27 @@ EXPORT(bits) const double* bits(int recording) {
   }
   bitValues.clear();
   for (const recovery::BitReading& bit : take->bits) {
-    bitValues.insert(bitValues.end(), {bit.start, bit.end, static_cast<double>(bit.value),
-                                       static_cast<double>(bit.margin)});
+    bitValues.insert(bitValues.end(), {bit.start, bit.end, static_cast<double>(bit.value)});
   }
   return bitValues.data();
 }
 
-EXPORT(drawingStyle) int drawingStyle() { return answer(report::drawingStyle(true)); }
+// These three are what build.js takes for the page itself.
+EXPORT(pageStyle) int pageStyle() {
+  return answer(report::drawingStyle(true) + report::pageStyle());
+}
+
+EXPORT(cardsCaption) int cardsCaption() { return answer(report::cardsCaption); }
 
 EXPORT(cardDefinition) int cardDefinition() { return answer(report::cardDefinition()); }
 
 /// The card of a preset, read from an instrument of `revision`.
 EXPORT(card) int card(int record, Revision revision) {
-  const recovery::BankReading reading = readingFor(revision);
-  return answer(
-      report::card(reading.bank, record, &reading.presets[static_cast<std::size_t>(record)]));
+  return answer(report::cardDrawing(readingFor(revision), record));
+}
+
+EXPORT(cardNote) int cardNote(int record, Revision revision) {
+  return answer(report::cardNote(readingFor(revision), record));
 }
 
 EXPORT(doubtfulKeys) int doubtfulKeys(int record, Revision revision) {

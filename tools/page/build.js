@@ -36,7 +36,8 @@ const textOf = (name) => {
 functions._initialize();
 
 const parts = {
-  "drawing-style": textOf("drawingStyle"),
+  "page-style": textOf("pageStyle"),
+  "cards-caption": textOf("cardsCaption"),
   "card-definition": textOf("cardDefinition"),
   "style.css": source("style.css"),
   version,

@@ -23,14 +23,13 @@ export class Cards {
     this.#chosen = -1;
   }
 
-  #button({ drawing, doubtfulKeys }, record) {
-    const { group, number, verdict } = this.presets[record];
+  #button({ drawing, note }, record) {
     const button = document.createElement("button");
     button.type = "button";
     button.className = "card";
     // The drawing is made by the core and holds nothing but its own words.
-    button.innerHTML = `<svg viewBox="0 0 124 204" role="img" aria-label="Preset ${group}-${number}, ${verdict}">${drawing}</svg>`;
-    button.append(inShort(doubtfulKeys, 4));
+    button.innerHTML = drawing;
+    button.append(note);
     button.addEventListener("click", () => {
       this.choose(record);
       this.onChoose(record);
@@ -49,7 +48,7 @@ export class Cards {
     const { group, number, verdict } = this.presets[record];
     const { reason, doubtfulKeys, text } = this.cards[record];
     document.getElementById("preset-title").textContent = `Preset ${group}-${number}: ${verdict}`;
-    const doubt = doubtfulKeys ? ` Doubtful: ${inShort(doubtfulKeys, 12)}.` : "";
+    const doubt = doubtfulKeys ? ` Doubtful: ${inShort(doubtfulKeys)}.` : "";
     document.getElementById("preset-note").textContent = reason ? `Why: ${reason}.${doubt}` : "";
     document.getElementById("preset-text").textContent = text;
   }
@@ -62,8 +61,8 @@ export class Cards {
   }
 }
 
-/** A list of keys, or where there are more than `most`, how many. */
-function inShort(keys, most) {
+/** A list of keys, or where they are many, how many. */
+function inShort(keys) {
   const count = keys.split(", ").length;
-  return count > most ? `${count} fields` : keys;
+  return count > 12 ? `${count} fields` : keys;
 }

@@ -5,8 +5,6 @@ import { download } from "./downloads.js";
 import { Session } from "./session.js";
 import { clock, WaveView } from "./waveview.js";
 
-const mostPlaces = 20;
-
 const byId = (id) => document.getElementById(id);
 const bytesOf = (id) => Uint8Array.from(atob(byId(id).textContent), (letter) => letter.charCodeAt(0));
 
@@ -182,7 +180,7 @@ function showRecording(index) {
   const dump = recording.dumps[recording.chosenDump];
   byId("recordings").selectedIndex = index;
   byId("recording-title").textContent = recording.name;
-  byId("format").textContent = formatOf(recording);
+  byId("format").textContent = recording.format;
   view.show(recording, shown.report.presets);
 
   const findings = recording.findings.map(({ text, remedy, place }) => {
@@ -195,7 +193,7 @@ function showRecording(index) {
   fill("findings", findings);
   byId("findings-title").hidden = findings.length === 0;
 
-  const places = (dump?.doubtfulPlaces ?? []).slice(0, mostPlaces).map((place) => {
+  const places = (dump?.doubtfulPlaces ?? []).map((place) => {
     const entry = item("");
     entry.append(placeButton(clock(place.start), place));
     return entry;
@@ -210,11 +208,6 @@ function showRecordingOf(record) {
   if (recording !== null && recording !== byId("recordings").selectedIndex) {
     showRecording(recording);
   }
-}
-
-function formatOf({ container, codec, sampleRate, channels, duration }) {
-  const width = channels === 1 ? "mono" : channels === 2 ? "stereo" : `${channels} channels`;
-  return [container, codec, `${sampleRate.toLocaleString("en")} Hz`, width, clock(duration)].filter(Boolean).join(", ");
 }
 
 function fill(id, entries) {
@@ -264,7 +257,7 @@ const views = {
 };
 byId("wave-buttons").addEventListener("click", ({ target }) => views[target.dataset.view]?.());
 
-// Taking the presets
+// Saving the presets
 
 function revision() {
   return Number(document.querySelector("[name=revision]:checked").value);
@@ -275,7 +268,7 @@ document.querySelector("fieldset").addEventListener("change", async () => {
   cards.show(shown.cards, shown.report.presets);
 });
 
-byId("take").addEventListener("click", async ({ target }) => {
+byId("save").addEventListener("click", async ({ target }) => {
   if (target.dataset.file) {
     const baseName = shown.name.replace(/\.[^.]*$/, "");
     await download(target.dataset.file, shown.session, shown.cards, shown.report.presets, baseName);

@@ -1,9 +1,8 @@
+import { bitCount, bitsPerPreset } from "./dump.js";
 import { Wave } from "./recorder.js";
 
 const shortestView = 0.002; // seconds
 const nominalRate = 44100; // samples a second, for lengths of half-periods
-const bitCount = 7680;
-const bitsPerPreset = 192;
 const wheelZoom = 0.0015; // a pixel of the wheel
 const clickDistance = 5; // pixels that a click may move
 
@@ -116,8 +115,8 @@ export class WaveView {
   #presetSpan(record) {
     let span = null;
     for (let i = record * bitsPerPreset; this.bits && i < (record + 1) * bitsPerPreset; ++i) {
-      if (this.bits[4 * i + 2] >= 0) {
-        span = { start: span?.start ?? this.bits[4 * i], end: this.bits[4 * i + 1] };
+      if (this.bits[3 * i + 2] >= 0) {
+        span = { start: span?.start ?? this.bits[3 * i], end: this.bits[3 * i + 1] };
       }
     }
     return span;
@@ -383,7 +382,7 @@ export class WaveView {
     let high = bitCount;
     while (low < high) {
       const middle = (low + high) >> 1;
-      if (this.bits[4 * middle + 2] >= 0 && this.bits[4 * middle + 1] > time) {
+      if (this.bits[3 * middle + 2] >= 0 && this.bits[3 * middle + 1] > time) {
         high = middle;
       } else {
         low = middle + 1;
@@ -399,7 +398,7 @@ export class WaveView {
     }
     const { amp, filt, ink, pale, doubt } = this.colors;
     for (let i = this.#firstBitAfter(this.start); i < bitCount; ++i) {
-      const [start, end, value] = this.bits.subarray(4 * i, 4 * i + 3);
+      const [start, end, value] = this.bits.subarray(3 * i, 3 * i + 3);
       if (start > this.end || value < 0) {
         break;
       }

@@ -1,8 +1,8 @@
 // Holds one session of the core. Each message names a function below; its result is sent back.
+import { bitCount, presetCount } from "./dump.js";
 import { Recorder } from "./recorder.js";
 
 const framesAtOnce = 65536;
-const presetCount = 40;
 
 let core;
 let channels = []; // a Recorder for each channel of the current recording
@@ -88,14 +88,15 @@ const functions = {
     return core.readBankFile() === 1;
   },
 
-  /** The report as an object, with the bits and the wave of each recording; can be had once. */
+  /** The report as an object, with the bits, the wave and the format of each recording; can be had once. */
   results() {
     const report = JSON.parse(textFrom(core.json()));
     report.advice = textFrom(core.advice());
     report.recordings.forEach((recording, i) => {
       const place = core.bits(i);
-      recording.bits = place ? new Float64Array(core.memory.buffer, place, 4 * 7680).slice() : null;
+      recording.bits = place ? new Float64Array(core.memory.buffer, place, 3 * bitCount).slice() : null;
       recording.wave = waves[i];
+      recording.format = textFrom(core.format(i));
     });
     return report;
   },
@@ -104,6 +105,7 @@ const functions = {
   cards(revision) {
     return Array.from({ length: presetCount }, (_, record) => ({
       drawing: textFrom(core.card(record, revision)),
+      note: textFrom(core.cardNote(record, revision)),
       doubtfulKeys: textFrom(core.doubtfulKeys(record, revision)),
       reason: textFrom(core.reason(record)),
       text: textFrom(core.transferFile(record, revision)),

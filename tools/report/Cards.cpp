@@ -1,5 +1,6 @@
 #include "report/Cards.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -372,32 +373,6 @@ std::string listOf(const Keys& keys) {
 
 }  // namespace
 
-std::string drawingStyle(bool withDark) {
-  const std::string light =
-      "--paper:#fff;--ink:#1f2937;--faint:#5b6472;--pale:#d1d5db;--wash:#eef0f3;"
-      "--amp:#c2410c;--filt:#1d4ed8;--sure:#15803d;--doubt:#b45309;--miss:#b91c1c;--band:#dbe7fd;";
-  const std::string dark =
-      "--paper:#111827;--ink:#e5e7eb;--faint:#a3abb8;--pale:#4b5563;--wash:#1f2937;"
-      "--amp:#fb923c;--filt:#60a5fa;--sure:#4ade80;--doubt:#fbbf24;--miss:#f87171;--band:#1e3a66;";
-  std::string style = ":root{" + light + "}\n";
-  if (withDark) {
-    style += "@media screen and (prefers-color-scheme:dark){:root{" + dark + "}}\n";
-  }
-  return style +
-         "svg{fill:none}\n"
-         ".text{fill:var(--ink)}.faint-text{fill:var(--faint)}.amp-text{fill:var(--amp)}"
-         ".filt-text{fill:var(--filt)}.doubt-text{fill:var(--doubt)}.miss-text{fill:var(--miss)}"
-         ".bold{font-weight:bold}\n"
-         ".ink{stroke:var(--ink)}.faint{stroke:var(--faint)}.pale{stroke:var(--pale)}"
-         ".amp{stroke:var(--amp);stroke-linejoin:round}.amp-fill{fill:var(--amp);fill-opacity:.1}"
-         ".filt{stroke:var(--filt);stroke-linejoin:round}.fill{fill:var(--ink)}"
-         ".wash{fill:var(--wash)}\n"
-         ".frame{fill:var(--paper);stroke:var(--pale)}"
-         ".frame-doubtful{fill:var(--paper);stroke:var(--doubt);stroke-width:2}"
-         ".frame-missing{fill:var(--paper);stroke:var(--miss);stroke-dasharray:5 4}"
-         ".mark{fill:var(--doubt);fill-opacity:.18;stroke:var(--doubt);stroke-dasharray:2 2}\n";
-}
-
 std::string cardDefinition() { return element("g", {{"id", "card"}}, blankCard()); }
 
 std::string card(const PresetBank& bank, int record, const recovery::PresetReading* reading) {
@@ -423,6 +398,31 @@ std::string card(const PresetBank& bank, int record, const recovery::PresetReadi
   }
   result += waves(preset) + bars(preset) + dots(preset);
   return isInDoubt ? result + marks(*reading) : result;
+}
+
+std::string cardDrawing(const recovery::BankReading& reading, int record) {
+  recovery::PresetReading preset = reading.presets[static_cast<std::size_t>(record)];
+  if (preset.reason == recovery::Reason::Beginning) {
+    preset.doubtfulBits = {};  // all is in doubt together: marks on single fields tell nothing
+  }
+  return element(
+      "svg",
+      {{"viewBox", "-1 -1 " + std::to_string(cardWidth + 2) + " " + std::to_string(cardHeight + 2)},
+       {"role", "img"},
+       {"aria-label", "Preset " + presetName(record) + ", " + verdictWord(preset.verdict)}},
+      card(reading.bank, record, &preset));
+}
+
+std::string cardNote(const recovery::BankReading& reading, int record) {
+  constexpr std::ptrdiff_t mostKeys = 4;
+  const recovery::PresetReading& preset = reading.presets[static_cast<std::size_t>(record)];
+  if (preset.verdict != recovery::Verdict::Doubtful ||
+      preset.reason == recovery::Reason::Beginning) {
+    return "";
+  }
+  const std::string keys = doubtfulKeys(preset);
+  const auto count = std::count(keys.begin(), keys.end(), ',') + 1;
+  return count > mostKeys ? std::to_string(count) + " fields are doubtful" : keys;
 }
 
 std::string doubtfulKeys(const recovery::PresetReading& reading) {

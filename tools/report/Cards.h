@@ -11,10 +11,6 @@ namespace report {
 inline constexpr int cardWidth = 124;
 inline constexpr int cardHeight = 204;
 
-/// The colours of all drawings, as CSS variables and rules for their classes: for a <style> element
-/// of the page or of the picture that holds them. `withDark` adds those for a dark page.
-std::string drawingStyle(bool withDark);
-
 /// What all cards have in common, for a <defs> element in the same document.
 std::string cardDefinition();
 
@@ -23,6 +19,19 @@ std::string cardDefinition();
 /// doubtful bits, in the same arrangement, are marked at what they stand for.
 std::string card(const PresetBank& bank, int record,
                  const recovery::PresetReading* reading = nullptr);
+
+/// The same as a picture of its own, an <svg> element that needs `cardDefinition()`.
+std::string cardDrawing(const recovery::BankReading& reading, int record);
+
+/// What to write under that: the doubtful fields, or how many they are where they are many. Empty
+/// where the doubt is not of single fields.
+std::string cardNote(const recovery::BankReading& reading, int record);
+
+/// What the parts of a card are, for readers.
+inline constexpr const char* cardsCaption =
+    "From top to bottom: envelopes of amplifier and filter; waves and frequencies of oscillators A "
+    "and B and of the LFO; levels of mixer, filter and modulation; switches of the modulations. "
+    "Doubtful fields have a dashed frame.";
 
 /// The keys of the preset's doubtful fields, such as "FILT_ATK, GLIDE"; empty where there are none.
 /// `reading` as above.

@@ -11,6 +11,7 @@
 #include "report/Markup.h"
 #include "report/Measures.h"
 #include "report/Report.h"
+#include "report/Style.h"
 #include "report/Words.h"
 
 namespace report {
@@ -28,18 +29,12 @@ constexpr const char* pageHead = R"(<!DOCTYPE html>
 <meta name="color-scheme" content="light dark">
 )";
 
-constexpr const char* pageRules = R"(
-*{box-sizing:border-box}
-body{margin:0 auto;max-width:1180px;padding:16px;background:var(--paper);color:var(--ink);
-font:16px/1.5 system-ui,Helvetica,Arial,sans-serif}
-h1,h2,h3,dd,li{overflow-wrap:anywhere}a{color:inherit}
-h1{font-size:1.5rem;margin:0 0 4px}h2{font-size:1.2rem;margin:36px 0 8px}h3{font-size:1rem;margin:20px 0 4px}
-p{margin:0 0 8px}.advice{font-size:1.1rem}.quiet,figcaption{color:var(--faint);font-size:.9rem}
-svg{font-family:Helvetica,Arial,sans-serif;display:block}
-figure{margin:12px 0 20px}figcaption{margin-top:4px}
+constexpr const char* reportRules = R"(
+dd{overflow-wrap:anywhere}a{color:inherit}
+figcaption{color:var(--faint);font-size:.9rem;margin-top:4px}
+figure{margin:12px 0 20px}
 dl{display:grid;grid-template-columns:max-content 1fr;gap:2px 16px;margin:0}
 dt{color:var(--faint)}dd{margin:0}
-ol{padding-left:1.4em;margin:0}ol li{margin-bottom:8px}
 .grid{border-collapse:separate;border-spacing:4px}
 .grid th{font-weight:normal;color:var(--faint);font-size:.9rem;padding:0 4px}
 .grid td{padding:0;width:40px}.grid a{display:block;text-align:center;text-decoration:none;
@@ -52,21 +47,16 @@ border:2px solid;border-radius:6px;font-weight:bold;line-height:30px}
 padding:4px 12px 4px 0;border-bottom:1px solid var(--pale)}
 .list th{color:var(--faint);font-weight:normal}.list .figure{text-align:right;white-space:nowrap;
 font-variant-numeric:tabular-nums}
-.cards{display:grid;grid-template-columns:repeat(auto-fill,minmax(124px,1fr));gap:10px;margin:12px 0}
-.card{scroll-margin:12px;font-size:.75rem;color:var(--doubt)}.card svg{width:100%;height:auto}
 .key{white-space:nowrap;margin-right:12px}
 .key svg{display:inline-block;width:22px;height:12px;margin-right:4px;vertical-align:baseline}
-#definitions{position:absolute;width:0;height:0}
 input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
 #revision1:checked~.cards .of3,#revision3:checked~.cards .of1{display:none}
 .hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt)}
-@media (min-width:1000px){.cards{grid-template-columns:repeat(8,1fr)}
-.pair{display:grid;grid-template-columns:1fr 1fr;gap:0 32px}}
+@media (min-width:1000px){.pair{display:grid;grid-template-columns:1fr 1fr;gap:0 32px}}
 @media (max-width:500px){dl{grid-template-columns:1fr}dd{margin-bottom:6px}.grid{border-spacing:2px}
 .grid td{width:34px}.optional{display:none}}
-@media print{body{max-width:none;padding:0;font-size:11pt;-webkit-print-color-adjust:exact;
-print-color-adjust:exact}figure,.card,dl,li,tr{break-inside:avoid}h2,h3{break-after:avoid}
-.cards{grid-template-columns:repeat(8,1fr);gap:4px}label,input{display:none}.wide{min-width:0}}
+@media print{figure,dl,tr{break-inside:avoid}h2,h3{break-after:avoid}
+label,input{display:none}.wide{min-width:0}}
 )";
 
 std::string element(std::string_view name, std::string_view content) {
@@ -301,23 +291,9 @@ std::string placesSection(const Results& results) {
          result;
 }
 
-/// A preset as an instrument of one revision would play it.
+/// A preset as an instrument of one revision plays it.
 std::string cardOf(const recovery::BankReading& reading, int record, const char* classes) {
-  recovery::PresetReading preset = reading.presets[static_cast<std::size_t>(record)];
-  if (preset.reason == recovery::Reason::Beginning) {
-    preset.doubtfulBits = {};  // all is in doubt together: marks on single fields tell nothing
-  }
-  const std::string keys =
-      preset.verdict == recovery::Verdict::Doubtful ? doubtfulKeys(preset) : std::string();
-  const auto count = std::count(keys.begin(), keys.end(), ',') + 1;
-  const std::string note = count > 4 ? std::to_string(count) + " fields are doubtful" : keys;
-  const std::string drawing = report::element(
-      "svg",
-      {{"viewBox", "-1 -1 " + std::to_string(cardWidth + 2) + " " + std::to_string(cardHeight + 2)},
-       {"role", "img"},
-       {"aria-label", "preset " + presetName(record) + ", " + verdictWord(preset.verdict)}},
-      card(reading.bank, record, &preset));
-  return element("div", drawing + note, classes);
+  return element("div", cardDrawing(reading, record) + cardNote(reading, record), classes);
 }
 
 std::string cardsSection(const Results& results) {
@@ -333,11 +309,7 @@ std::string cardsSection(const Results& results) {
 <input type="radio" name="revision" id="revision1">
 <label for="revision1">Revision 1 or 2</label>
 )" + element("div", cards, "cards") +
-         element("p",
-                 "From top to bottom: envelopes of amplifier and filter; waves and frequencies of "
-                 "oscillators A and B and of the LFO; levels of mixer, filter and modulation; "
-                 "switches of the modulations. Doubtful fields have a dashed frame.",
-                 "quiet");
+         element("p", cardsCaption, "quiet");
 }
 
 }  // namespace
@@ -357,8 +329,8 @@ std::string htmlReport(const Results& results) {
   const std::string definitions = report::element(
       "svg", {{"id", "definitions"}}, element("defs", drawingDefinitions() + cardDefinition()));
   return pageHead + element("title", name + ": " + verdict(results)) +
-         element("style", drawingStyle(true) + drawingRules() + pageRules) + "</head>\n<body>\n" +
-         definitions + body + "</body>\n</html>\n";
+         element("style", drawingStyle(true) + pageStyle() + drawingRules() + reportRules) +
+         "</head>\n<body>\n" + definitions + body + "</body>\n</html>\n";
 }
 
 }  // namespace report

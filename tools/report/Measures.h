@@ -28,9 +28,9 @@ struct Measures {
   double peakLevel = lowestLevel;    // dBFS, the largest sample
   double noiseLevel = unknownNoise;  // dB of the noise between 200 and 5,500 Hz against the tones'
                                      // peaks, at most
-  bool isNoise = false;   // it is more than what harmonics and clipping leave there
-  double humLevel = 0.0;  // dB against the tones; 0 where there is no hum to speak of
-  double balance = 0.0;   // dB of the low tone against the high one
+  bool isNoise = false;              // it is more than what harmonics and clipping leave there
+  double humLevel = 0.0;             // dB against the tones; 0 where there is no hum to speak of
+  double balance = 0.0;              // dB of the low tone against the high one
   double shiftedShare =
       0.0;  // part of the half-periods that are too long for a 1, too short for a 0
   int ignoredHalfPeriods = 0;    // that the converter takes for neither
