@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numbers>
 #include <random>
 #include <span>
 #include <string>
@@ -110,7 +111,7 @@ Recording dumpOf(Reader& input) {
   for (const HalfPeriod halfPeriod : dumpSignal(bank, leader)) {
     const double length = (halfPeriod == HalfPeriod::Short ? 12.0 : 42.0) * 8000.0 / 44100.0;
     while (left < length) {
-      samples.push_back(sign * static_cast<float>(std::sin(3.14159265 * left / length)));
+      samples.push_back(sign * static_cast<float>(std::sin(std::numbers::pi * left / length)));
       left += speed;
     }
     left -= length;

@@ -15,8 +15,8 @@ using testing::ElementsAre;
 
 const std::string leader(300, '1');
 
-/// The bits of each chain in a signal of `leader`, then short (s) and long (l) half-periods, such
-/// of a length between (x) and short ones of a fifth of the height (w), then silence.
+/// The bits of each chain in a signal of `leader`, then half-periods: short (s), long (l), of a
+/// length between (x), or short and a fifth as high (w). Silence follows.
 std::vector<std::string> chainsOf(const std::string& halfPeriods) {
   std::vector<float> samples;
   float sign = 1.0F;
@@ -33,9 +33,11 @@ std::vector<std::string> chainsOf(const std::string& halfPeriods) {
   for (const BitChain& chain :
        readChains(samples, 44100.0, SpeedTrack::measure(samples, 44100.0).value())) {
     chains.emplace_back();
+    double end = chain.bits.front().start;
     for (const TimedBit& bit : chain.bits) {
       chains.back() += bit.value ? '1' : '0';
-      EXPECT_EQ(bit.end, &bit == &chain.bits.back() ? bit.end : (&bit + 1)->start);
+      EXPECT_EQ(bit.start, end);
+      end = bit.end;
     }
   }
   return chains;

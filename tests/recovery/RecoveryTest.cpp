@@ -387,13 +387,17 @@ TEST(BankTest, DoubtsThePresetOfOneUnsureBit) {
 
 TEST(BankTest, BlamesADoubtfulCountForMostOfAPreset) {
   Take take = takeOfOnes(1000.0F);
-  for (std::size_t bit = 0; bit < bitsPerPreset; ++bit) {
-    take.bits[bit].margin = 2.0F;
-  }
-  take.doubtfulPlaces.emplace_back();
-  EXPECT_EQ(read({take}).presets[0].reason, Reason::Noise);
-  take.doubtfulPlaces.back().countIsDoubtful = true;
-  EXPECT_EQ(read({take}).presets[0].reason, Reason::Count);
+  const auto reasonOf = [&take](std::size_t unsureBits, bool countIsDoubtful) {
+    for (std::size_t bit = 0; bit < unsureBits; ++bit) {
+      take.bits[bit].margin = 2.0F;
+    }
+    take.doubtfulPlaces.resize(1);
+    take.doubtfulPlaces[0].countIsDoubtful = countIsDoubtful;
+    return read({take}).presets[0].reason;
+  };
+  EXPECT_EQ(reasonOf(1, true), Reason::Noise);
+  EXPECT_EQ(reasonOf(192, false), Reason::Noise);
+  EXPECT_EQ(reasonOf(192, true), Reason::Count);
 }
 
 TEST(BankTest, DoubtsThePresetOfOneBitThatIsNotThere) {
@@ -403,6 +407,7 @@ TEST(BankTest, DoubtsThePresetOfOneBitThatIsNotThere) {
   EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
   EXPECT_EQ(reading.presets[39].verdict, Verdict::Doubtful);
   EXPECT_EQ(reading.presets[39].reason, Reason::NotRecorded);
+  EXPECT_EQ(reading.presets[39].worstTime, take.bits[192 * 39].start);
 }
 
 TEST(BankTest, TakesTheSurerOfTwo) {
@@ -456,6 +461,7 @@ TEST(BankTest, DoubtsSureBitsAfterAnUnsureBeginning) {
   const BankReading reading = read({take});
   EXPECT_EQ(reading.count(Verdict::Doubtful), presetCount);
   EXPECT_EQ(reading.presets[0].reason, Reason::Beginning);
+  EXPECT_THAT(reading.presets[0].doubtfulBits, Each(0xFF));
   take.bits[7].value = 0;
   EXPECT_FALSE(findDifferentDumps(std::array{take, takeOfOnes(1000.0F)}).found());
 }
