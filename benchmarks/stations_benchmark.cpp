@@ -11,7 +11,7 @@
 #include "audio/WavLoader.h"
 #include "preset/K7_PresetRevisionConverter.h"
 #include "preset/PresetBank.h"
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "signal/WavFile.h"
 #include "tape/TapeDataReader.h"
 #include "transfer/writeTransferFiles.h"

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "support/Check.h"
 #include "support/Search.h"
 #include "support/TapeInput.h"

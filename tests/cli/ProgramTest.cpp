@@ -7,7 +7,7 @@
 #include <sstream>
 #include <utility>
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/ProgramTest.h"
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "signal/WavFile.h"
 #include "support/Banks.h"
 

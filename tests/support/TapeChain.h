@@ -3,7 +3,7 @@
 #include <limits>
 #include <vector>
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "support/RealRecording.h"
 #include "support/Sounds.h"
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 
 enum class WaveShape { Sine, Square };
 

@@ -1,6 +1,6 @@
 #include "signal/DumpRecording.h"
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 #include "signal/WavFile.h"
 
 std::string dumpRecording(std::string_view bank) {

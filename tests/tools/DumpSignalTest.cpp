@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 
 namespace {
 
@@ -24,19 +24,19 @@ std::string textOf(const HalfPeriods& signal) {
 
 }  // namespace
 
-TEST(TapeSignal, WritesBytesMostSignificantBitFirst) {
+TEST(DumpSignal, WritesBytesMostSignificantBitFirst) {
   HalfPeriods signal{HalfPeriod::Short};
   appendBytes(signal, "\xA1");
   EXPECT_EQ(textOf(signal), "S" + one + zero + one + zero + zero + zero + zero + one);
 }
 
-TEST(TapeSignal, DumpsLeaderMarkerDataAndPartOfABit) {
+TEST(DumpSignal, HoldsLeaderMarkerDataAndPartOfABit) {
   EXPECT_EQ(textOf(dumpSignal("\xC0", 3)),
             one + one + one + zero + one + one + zero + zero + zero + zero + zero + zero + "SSSS");
   EXPECT_EQ(textOf(dumpSignal("")), std::string(3600, 'S') + zero + "SSSS");
 }
 
-TEST(TapeSignal, IsRecordedAsSinesBetweenTwoQuartersOfASecondOfSilence) {
+TEST(DumpSignal, IsRecordedAsSinesBetweenTwoQuartersOfASecondOfSilence) {
   const std::vector<float> recording =
       recordTape({HalfPeriod::Short, HalfPeriod::Short, HalfPeriod::Long});
   ASSERT_EQ(recording.size(), 11025U + 66U + 11025U);

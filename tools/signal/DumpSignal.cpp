@@ -1,4 +1,4 @@
-#include "signal/TapeSignal.h"
+#include "signal/DumpSignal.h"
 
 #include <cmath>
 #include <cstddef>
