@@ -134,7 +134,7 @@ std::vector<std::string> contentsOf(const Options& options, const report::Result
   return contents;
 }
 
-/// A recording that counts twice would make sure what is not.
+/// A recording counted twice would make doubtful bits look sure.
 [[noreturn]] void failRepeated(const std::string& second, const std::string& first) {
   throw Failure(Status::WrongUsage, inputName(second) + " is the same recording as " +
                                         inputName(first) + "; name it once");
@@ -252,22 +252,15 @@ int choose(const report::Recording& recording, int dump) {
 }
 
 /// Reads the bank from the dumps chosen. Throws Failure where they are not of one dump.
-recovery::BankReading readTogether(const std::vector<report::Recording>& recordings) {
-  std::vector<recovery::Take> takes;
-  std::vector<std::string> names;
-  for (const report::Recording& recording : recordings) {
-    if (recording.take() != nullptr) {
-      takes.push_back(*recording.take());
-      names.push_back(recording.name);
-    }
-  }
-  const recovery::DifferentDumps different = recovery::findDifferentDumps(takes);
+void readTogether(report::Results& results) {
+  const recovery::DifferentDumps different = report::readBank(results);
   if (different.found()) {
-    throw Failure(Status::WrongUsage, names[static_cast<std::size_t>(different.first)] + " and " +
-                                          names[static_cast<std::size_t>(different.second)] +
-                                          " hold different dumps; read them one at a time");
+    const auto& recordings = results.recordings;
+    throw Failure(Status::WrongUsage,
+                  recordings[static_cast<std::size_t>(different.first)].name + " and " +
+                      recordings[static_cast<std::size_t>(different.second)].name +
+                      " hold different dumps; read them one at a time");
   }
-  return recovery::readBank(takes);
 }
 
 report::Results readRecordings(const Options& options) {
@@ -293,7 +286,7 @@ report::Results readRecordings(const Options& options) {
       failRepeated(options.recordings[i], options.recordings[static_cast<std::size_t>(same)]);
     }
   }
-  results.bank = readTogether(results.recordings);
+  readTogether(results);
   for (std::size_t i = 0; i < files.size(); ++i) {
     report::Recording& recording = results.recordings[i];
     recording.converter = askConverter(options.recordings[i], files[i]->format(), recording.take(),

@@ -21,7 +21,7 @@ struct AudioFormat {
   std::int64_t frames = 0;  // 0 where that is not known
 };
 
-/// How messages name the recording at `path`, of which "-" is standard input.
+/// How messages name the recording at `path`; "-" is standard input.
 std::string inputName(const std::string& path);
 
 /// Throws the Failure of a recording at `path` that can't be read: why, and what to do about it.

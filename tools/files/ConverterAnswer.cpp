@@ -1,6 +1,5 @@
 #include "files/ConverterAnswer.h"
 
-#include <algorithm>
 #include <csignal>
 #include <new>
 #include <system_error>
@@ -101,7 +100,7 @@ ConverterAnswer askConverter(const std::string& path, const AudioFormat& format,
       recovery::readAsConverter(loader.getAudioBuffer(), loader.getNumberOfSamples(), bank);
   answer.isWrong = reading.isWrong;
   answer.dataStart = reading.dataStart * tapeSampleRate / loader.getSampleRate();
-  const bool isRight = std::ranges::count(reading.isWrong, true) == 0;
+  const bool isRight = reading.wrongPresets == 0;
   answer.outcome = isRight ? ConverterOutcome::ReadsRight : ConverterOutcome::ReadsWrong;
   if (!isRight) {
     answer.reason = limits(loader, *take);

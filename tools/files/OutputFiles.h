@@ -12,13 +12,13 @@ class OutputFiles {
   /// With `replaceOlder`, files that are there are replaced.
   explicit OutputFiles(bool replaceOlder) : replacesOlder(replaceOlder) {}
 
-  /// Checks that a file can be made at `path`, which is none of `inputs` ("-" is standard input),
-  /// none that was added before, and none that is there unless those are replaced. Creates nothing.
-  /// Throws Failure.
+  /// Checks that a file can be made at `path`: it is not read as one of `inputs` ("-" is standard
+  /// input), was not added before, and does not exist unless older files are replaced. Creates
+  /// nothing. Throws Failure.
   void add(const std::string& path, const std::vector<std::string>& inputs);
 
-  /// Writes a content for each path, in the order of `add`. Throws Failure, and has then changed
-  /// no file, unless one that could be written cannot be given its name.
+  /// Writes a content for each path, in the order of `add`. Throws Failure; no file has changed
+  /// then, unless one that could be written could not be given its name.
   void write(const std::vector<std::string>& contents) const;
 
  private:

@@ -32,7 +32,6 @@ enum class Revision : std::uint8_t { OneOrTwo = 1, Three = 3 };
 
 struct Session {
   report::Results results;
-  bool isBankFile = false;  // read from a bank and not from recordings
   std::optional<recovery::DumpSearch> search;
   std::optional<Heard> heard;
   std::vector<std::string> whatElse;  // what each recording holds besides a dump
@@ -129,21 +128,8 @@ EXPORT(whatElse) int whatElse(int recording) {
 /// Reads the bank from all recordings together. Returns -1, or where two hold different dumps, the
 /// first of them plus 1,000 times the second.
 EXPORT(readRecordings) int readRecordings() {
-  std::vector<recovery::Take> takes;
-  std::vector<int> recordings;
-  for (std::size_t i = 0; i < session.results.recordings.size(); ++i) {
-    if (const recovery::Take* take = session.results.recordings[i].take()) {
-      takes.push_back(*take);
-      recordings.push_back(static_cast<int>(i));
-    }
-  }
-  const recovery::DifferentDumps different = recovery::findDifferentDumps(takes);
-  if (different.found()) {
-    return recordings[static_cast<std::size_t>(different.first)] +
-           1000 * recordings[static_cast<std::size_t>(different.second)];
-  }
-  session.results.bank = recovery::readBank(takes);
-  return -1;
+  const recovery::DifferentDumps different = report::readBank(session.results);
+  return different.found() ? different.first + 1000 * different.second : -1;
 }
 
 /// Reads the SysEx bank file in the input. Returns whether it is complete.

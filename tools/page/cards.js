@@ -1,4 +1,4 @@
-/** The 40 presets as cards; one of them can be chosen, and is told about in words. */
+/** The 40 presets as cards. One can be chosen, and is described in words. */
 export class Cards {
   #place = document.getElementById("cards");
   #buttons = [];
@@ -37,7 +37,7 @@ export class Cards {
     return button;
   }
 
-  /** Marks a card and tells its settings; -1 for none. */
+  /** Marks a card and shows its settings; -1 for none. */
   choose(record) {
     this.#chosen = record;
     this.#buttons.forEach((button, i) => button.setAttribute("aria-pressed", i === record));

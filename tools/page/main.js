@@ -54,7 +54,7 @@ async function makeSample(session) {
   return [new File([await session.call("wavFile")], "sample.wav")];
 }
 
-/** Reads the files that `choose(session)` gives in place of what is shown; if that fails, that stays. */
+/** Reads the files that `choose(session)` gives and shows the results; on failure the old ones stay. */
 async function open(choose) {
   work?.end();
   const session = (work = new Session());
@@ -97,7 +97,7 @@ function sentenceOf(error, files) {
   return `${names} can't be read: ${error.message}`;
 }
 
-/** Reads a bank or recordings into the session; returns what is to be told beside the results. */
+/** Reads a bank or recordings into the session; returns notes to show with the results. */
 async function read(session, files) {
   if (files.length === 0) {
     throw new Sentence("That is no file. Choose recordings or a bank.");

@@ -88,7 +88,7 @@ const functions = {
     return core.readBankFile() === 1;
   },
 
-  /** The report as an object, with the bits, the wave and the format of each recording; can be had once. */
+  /** The report as an object, with the bits, the wave and the format of each recording; can be called once. */
   results() {
     const report = JSON.parse(textFrom(core.json()));
     report.advice = textFrom(core.advice());

@@ -18,10 +18,10 @@ std::string words(int error);
 /// Reading from or writing to what was closed fails as before.
 void holdStandardStreams();
 
-/// Lets writing to a closed pipe or past a limit of size fail instead of ending the process.
+/// Makes writing to a closed pipe or past a limit of size fail instead of ending the process.
 void ignoreWriteSignals();
 
-/// Lets the death of this process leave no memory image behind.
+/// Keeps a crash of this process from leaving a memory image behind.
 void leaveNoCoreDump();
 
 bool standardErrorIsTerminal();
@@ -32,14 +32,14 @@ bool standardInputIs(const std::string& path);
 /// Whether files may be created in `folder`.
 bool mayWriteIn(const std::string& folder);
 
-/// Creates the file at `path` for writing. Null, with errno set, where that fails: EEXIST where one
-/// is there already.
+/// Creates the file at `path` for writing. Returns null and sets errno on failure; EEXIST says that
+/// it is there already.
 std::FILE* createNewFile(const std::string& path);
 
 /// The path of the running program's own file, to be started again.
 std::string ownProgram();
 
-/// Keeps requests to end the process waiting as long as it lives.
+/// Holds back requests to end the process as long as it lives.
 class SignalsLater {
  public:
   SignalsLater();

@@ -139,6 +139,10 @@ void measureHalfPeriods(const Recording& recording, const recovery::Take& take,
 
 }  // namespace
 
+double decibels(double magnitude) {
+  return magnitude > 1e-6 ? 20.0 * std::log10(magnitude) : lowestLevel;
+}
+
 Measures measure(const Recording& recording, const recovery::Take& take) {
   constexpr double lowest = 350.0;  // hertz, above the loud harmonics of hum
   constexpr double highest = 6000.0;
@@ -212,6 +216,30 @@ SpeedRange speedsForConverter(const Recording& recording, const Measures& measur
         std::min(shortSamples / shortLengths.shortest, longSamples / longLengths.shortest);
   }
   return range.fastest < range.slowest ? SpeedRange() : range;
+}
+
+double dataStart(const recovery::Take& take) {
+  return !take.bits.empty() && take.bits.front().value >= 0 ? take.bits.front().start : -1.0;
+}
+
+recovery::Span presetSpan(const recovery::Take& take, int record) {
+  return recovery::recordedSpan(take, static_cast<std::size_t>(record) * recovery::bitsPerPreset,
+                                recovery::bitsPerPreset);
+}
+
+recovery::Span dumpSpan(const recovery::Take& take) {
+  recovery::Span span{1e300, -1.0};
+  for (const auto& [start, end] : {take.leader, take.marker, recovery::recordedSpan(take)}) {
+    if (end > start && start >= 0.0) {
+      span = {std::min(span.start, start), std::max(span.end, end)};
+    }
+  }
+  return span.end > span.start ? span : recovery::Span{};
+}
+
+std::int64_t sampleAt(const Recording& recording, double seconds) {
+  const double sample = seconds * recording.facts.sampleRate;
+  return std::isfinite(sample) && std::abs(sample) < 1e15 ? std::llround(sample) : 0;
 }
 
 }  // namespace report

@@ -1,12 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "recovery/Take.h"
 #include "report/Report.h"
-#include "report/Words.h"
 
 namespace report {
+
+/// The least level that is told, in dBFS; what is lower is not known.
+inline constexpr double lowestLevel = -120.0;
+
+/// The part of full scale `magnitude` in dBFS, at least `lowestLevel`.
+double decibels(double magnitude);
 
 /// Lengths of half-periods in whole samples of the file.
 struct LengthRange {
@@ -31,8 +37,7 @@ struct Measures {
   bool isNoise = false;              // it is more than what harmonics and clipping leave there
   double humLevel = 0.0;             // dB against the tones; 0 where there is no hum to speak of
   double balance = 0.0;              // dB of the low tone against the high one
-  double shiftedShare =
-      0.0;  // part of the half-periods that are too long for a 1, too short for a 0
+  double shiftedShare = 0.0;     // part of the half-periods: too long for a 1, too short for a 0
   int ignoredHalfPeriods = 0;    // that the converter takes for neither
   double shortHalfPeriod = 0.0;  // seconds, by the lengths of the bits at the median speed
   double longHalfPeriod = 0.0;   // seconds
@@ -58,5 +63,17 @@ struct SpeedRange {
   double fastest = 0.0;
 };
 SpeedRange speedsForConverter(const Recording& recording, const Measures& measures);
+
+/// The time of the first data bit; below 0 where it was not recorded.
+double dataStart(const recovery::Take& take);
+
+/// Where a record lies in `take`, as far as it was recorded; empty where it was not.
+recovery::Span presetSpan(const recovery::Take& take, int record);
+
+/// From the leader, or what is left, to the last bit recorded; empty where there is no bit.
+recovery::Span dumpSpan(const recovery::Take& take);
+
+/// The sample of the recording at a time.
+std::int64_t sampleAt(const Recording& recording, double seconds);
 
 }  // namespace report

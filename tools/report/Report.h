@@ -57,6 +57,14 @@ struct Results {
   recovery::BankReading bank;
 };
 
+/// Reads the bank from the dumps used of all recordings. Returns the recordings that hold different
+/// dumps, where there are two; the bank then stays as it is.
+recovery::DifferentDumps readBank(Results& results);
+
+/// The index of the recording that the bank's take `take` is of; where there is no such take that
+/// of the first with a dump, or -1.
+int recordingOfTake(const Results& results, int take);
+
 /// The outcome in one sentence without a line end, such as "All 40 presets are sure."
 std::string verdict(const Results& results);
 

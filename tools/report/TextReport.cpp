@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "report/Causes.h"
+#include "report/Measures.h"
 #include "report/Report.h"
 #include "report/Words.h"
 

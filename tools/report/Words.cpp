@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "preset/PresetBank.h"
+#include "report/Measures.h"
 
 namespace report {
 
@@ -287,50 +288,6 @@ std::string converterSentence(const Results& results, const Recording& recording
   return (isKnown ? "gets " + counted(count, "preset") + " wrong:"
                   : "reads " + counted(count, "preset") + " otherwise:") +
          names + why;
-}
-
-double decibels(double magnitude) {
-  return magnitude > 1e-6 ? 20.0 * std::log10(magnitude) : lowestLevel;
-}
-
-double dataStart(const recovery::Take& take) {
-  return !take.bits.empty() && take.bits.front().value >= 0 ? take.bits.front().start : -1.0;
-}
-
-recovery::Span presetSpan(const recovery::Take& take, int record) {
-  return recovery::recordedSpan(take, static_cast<std::size_t>(record) * recovery::bitsPerPreset,
-                                recovery::bitsPerPreset);
-}
-
-recovery::Span dumpSpan(const recovery::Take& take) {
-  recovery::Span span{1e300, -1.0};
-  for (const auto& [start, end] : {take.leader, take.marker, recovery::recordedSpan(take)}) {
-    if (end > start && start >= 0.0) {
-      span = {std::min(span.start, start), std::max(span.end, end)};
-    }
-  }
-  return span.end > span.start ? span : recovery::Span{};
-}
-
-int recordingOfTake(const Results& results, int take) {
-  int first = -1;
-  int taken = 0;
-  for (std::size_t i = 0; i < results.recordings.size(); ++i) {
-    if (results.recordings[i].take() == nullptr) {
-      continue;
-    }
-    if (taken == take) {
-      return static_cast<int>(i);
-    }
-    first = taken == 0 ? static_cast<int>(i) : first;
-    ++taken;
-  }
-  return first;
-}
-
-std::int64_t sampleAt(const Recording& recording, double seconds) {
-  const double sample = seconds * recording.facts.sampleRate;
-  return std::isfinite(sample) && std::abs(sample) < 1e15 ? std::llround(sample) : 0;
 }
 
 std::string beforeSentence(const Recording& recording) {

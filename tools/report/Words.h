@@ -41,17 +41,17 @@ const char* reasonWord(recovery::Reason reason);     // "drop-out", for programs
 /// Why a preset is not sure, such as "the tones are too weak or gone".
 const char* reasonSentence(const recovery::PresetReading& preset);
 
-/// What is to be said ahead of what is wrong with recordings from which all presets are sure.
+/// Said ahead of what is wrong with recordings where all presets are sure.
 inline constexpr const char* allReadRemark =
     "It costs no sound, and matters only if you give the recording itself to the converter, or "
     "record again:";
 
-/// How to write the bank that is to be given to the converter, as a sentence after a space; empty
-/// where not all presets are sure, or the program has no such option.
+/// How to write the bank for the converter, as a sentence after a space; empty where not all
+/// presets are sure, or the program has no such option.
 std::string howToWrite(const Results& results);
 
-/// The presets that are doubtful for the one reason that it is not sure where the data begin, such
-/// as "37 presets, 1-4 to 5-8: where the data begin is not sure"; empty for fewer than two.
+/// The presets that are doubtful only because it is not sure where the data begin, such as "37
+/// presets, 1-4 to 5-8: where the data begin is not sure"; empty for fewer than two.
 std::string beginningPresets(const recovery::BankReading& bank);
 
 /// A channel of the frames, such as "the second channel" for 1.
@@ -74,27 +74,5 @@ std::string converterSentence(const Results& results, const Recording& recording
 
 /// What lies before the leader, such as "12.4 s before it, with peaks at -20.3 dBFS".
 std::string beforeSentence(const Recording& recording);
-
-/// The least level that is told, in dBFS; what is lower is not known.
-inline constexpr double lowestLevel = -120.0;
-
-/// The part of full scale `magnitude` in dBFS, at least `lowestLevel`.
-double decibels(double magnitude);
-
-/// The time of the first data bit; below 0 where it was not recorded.
-double dataStart(const recovery::Take& take);
-
-/// Where a record lies in `take`, as far as it was recorded; empty where it was not.
-recovery::Span presetSpan(const recovery::Take& take, int record);
-
-/// From the leader, or what is left, to the last bit recorded; empty where there is no bit.
-recovery::Span dumpSpan(const recovery::Take& take);
-
-/// The index of the recording that the bank's take number `take` is of; that of the first with a
-/// dump where there is no such take, or -1.
-int recordingOfTake(const Results& results, int take);
-
-/// The sample of the recording at a time.
-std::int64_t sampleAt(const Recording& recording, double seconds);
 
 }  // namespace report
