@@ -3,26 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
+#include "recovery/Quantile.h"
 #include "report/Words.h"
 
 namespace {
 
 constexpr double windowSeconds = 0.1;
-constexpr float silentLevel = 0.001F;      // root mean square, part of full scale
-constexpr double steadyShare = 0.8;        // of the windows with sound, that are alike in a tone
-constexpr double mostVariance = 0.04;      // of regular periods, part of their mean squared
-constexpr float tolerance = 0.05F;         // by which the frequencies of a steady tone differ
+constexpr float silentLevel = 0.001F;  // root mean square, part of full scale
+constexpr double steadyShare = 0.8;    // of the windows with sound that are alike, in a steady tone
+constexpr double mostVariance = 0.04;  // of regular periods, part of their mean squared
+constexpr float tolerance = 0.05F;     // by which the frequencies of a steady tone differ
 constexpr float lowestLeader = 1500.0F;    // hertz, the tone of a leader at any speed
 constexpr float highestLeader = 2300.0F;   // hertz
 constexpr std::size_t shortestDump = 250;  // windows
 constexpr float steadyNoise = 2.0F;        // ratio of levels that noise stays within
-
-/// The value in the middle of `values`, which are not empty.
-float median(std::vector<float> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
 
 }  // namespace
 
@@ -76,8 +70,8 @@ std::string Heard::words() const {
   }
   const std::string length =
       windows.size() < shortestDump ? ", and is shorter than a dump of half a minute" : "";
-  const float tone = median(frequencies);
-  const float level = median(levels);
+  const float tone = recovery::median(frequencies);
+  const float level = recovery::median(levels);
   const auto share = [](const std::vector<float>& values, auto isAlike) {
     return static_cast<double>(std::count_if(values.begin(), values.end(), isAlike)) /
            static_cast<double>(values.size());

@@ -1,7 +1,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -195,14 +194,12 @@ EXPORT(cardNote) int cardNote(int record, Revision revision) {
 }
 
 EXPORT(doubtfulKeys) int doubtfulKeys(int record, Revision revision) {
-  return answer(
-      report::doubtfulKeys(readingFor(revision).presets[static_cast<std::size_t>(record)]));
+  return answer(report::doubtfulKeys(readingFor(revision).preset(record)));
 }
 
 /// Why a preset is not sure; empty where it is.
 EXPORT(reason) int reason(int record) {
-  return answer(
-      report::reasonSentence(session.results.bank.presets[static_cast<std::size_t>(record)]));
+  return answer(report::reasonSentence(session.results.bank.preset(record)));
 }
 
 /// The transfer file of a preset, as the converter writes it.

@@ -3,6 +3,8 @@ import { Wave } from "./recorder.js";
 
 const shortestView = 0.002; // seconds
 const nominalRate = 44100; // samples a second, for lengths of half-periods
+const shortHalfPeriod = 12; // samples at that rate
+const bitLength = 0.003; // seconds, about
 const wheelZoom = 0.0015; // a pixel of the wheel
 const clickDistance = 5; // pixels that a click may move
 
@@ -393,7 +395,7 @@ export class WaveView {
 
   #drawBits({ pen, height, scale, x }) {
     const top = height - axisHeight - lengthsHeight - bitsHeight;
-    if (!this.bits || scale * 0.003 < 3) {
+    if (!this.bits || scale * bitLength < 3) {
       return;
     }
     const { amp, filt, ink, pale, doubt } = this.colors;
@@ -423,7 +425,7 @@ export class WaveView {
   /** The lengths of the half-periods, in samples at 44,100 a second, as zero crossings cut them. */
   #drawHalfPeriods({ pen, height, scale, x }) {
     const top = height - axisHeight - lengthsHeight;
-    if ((scale * 12) / nominalRate < 10) {
+    if ((scale * shortHalfPeriod) / nominalRate < 10) {
       return;
     }
     pen.strokeStyle = this.colors.faint;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -39,6 +40,9 @@ struct BankReading {
   PresetBank bank{};  // doubtful presets as best read, missing ones as zeros
   std::array<PresetReading, presetCount> presets{};
 
+  const PresetReading& preset(int record) const {
+    return presets[static_cast<std::size_t>(record)];
+  }
   int count(Verdict verdict) const;
 };
 

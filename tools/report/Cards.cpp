@@ -401,7 +401,7 @@ std::string card(const PresetBank& bank, int record, const recovery::PresetReadi
 }
 
 std::string cardDrawing(const recovery::BankReading& reading, int record) {
-  recovery::PresetReading preset = reading.presets[static_cast<std::size_t>(record)];
+  recovery::PresetReading preset = reading.preset(record);
   if (preset.reason == recovery::Reason::Beginning) {
     preset.doubtfulBits = {};  // all is in doubt together: marks on single fields tell nothing
   }
@@ -415,7 +415,7 @@ std::string cardDrawing(const recovery::BankReading& reading, int record) {
 
 std::string cardNote(const recovery::BankReading& reading, int record) {
   constexpr std::ptrdiff_t mostKeys = 4;
-  const recovery::PresetReading& preset = reading.presets[static_cast<std::size_t>(record)];
+  const recovery::PresetReading& preset = reading.preset(record);
   if (preset.verdict != recovery::Verdict::Doubtful ||
       preset.reason == recovery::Reason::Beginning) {
     return "";

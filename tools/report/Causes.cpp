@@ -204,8 +204,7 @@ class Finder {
   Counts countLost(std::size_t index) const {
     Counts counts{};
     for (int record = 0; record < presetCount; ++record) {
-      const recovery::PresetReading& preset =
-          results.bank.presets[static_cast<std::size_t>(record)];
+      const recovery::PresetReading& preset = results.bank.preset(record);
       if (preset.verdict != recovery::Verdict::Sure &&
           preset.reason != recovery::Reason::TakesDisagree &&
           recordingOfTake(results, preset.take) == static_cast<int>(index)) {
@@ -502,7 +501,7 @@ class Finder {
             count == 0 ? "why the converter fails is not plain"
                        : "the converter ignores " + counted(count, "half-period") +
                              ", as their lengths are not those of the tones");
-      found.back().remedy = "Give the converter the bank read here, not the recording.";
+      found.back().remedy = bankRemedy;
     }
   }
 

@@ -159,8 +159,7 @@ std::string strip(const Results& results, const recovery::Take& take, const Axis
     if (end <= start) {
       continue;
     }
-    const recovery::Verdict verdict =
-        results.bank.presets[static_cast<std::size_t>(record)].verdict;
+    const recovery::Verdict verdict = results.bank.preset(record).verdict;
     const double gap = 0.08 * (end - start);
     result += box(time, start + gap, end - gap, top, height, verdictWord(verdict));
     recovery::Span& group = groups[static_cast<std::size_t>(presetGroup(record) - 1)];
@@ -496,7 +495,8 @@ std::string spectrumDrawing(const Recording& recording, const Measures& measures
     column = here;
   }
   result += plot(0, height, 1000.0, svgPath(steps, "curve"));
-  const auto mark = [&](double frequency, const char* name, const char* classes, double y) {
+  const auto mark = [&](double frequency, const char* name, const char* classes) {
+    constexpr double y = 12.0;
     const double part = frequency > 0.0 ? axis.part(std::log(frequency)) : -1.0;
     if (part < 0.0 || part > 1.0) {
       return;
@@ -505,9 +505,9 @@ std::string spectrumDrawing(const Recording& recording, const Measures& measures
     result += label(part, y, std::string(name) + " " + grouped(std::llround(frequency)), "text");
   };
   const recovery::SignalFacts& signal = take->signal;
-  mark(measures.longHalfPeriod > 0.0 ? 0.5 / measures.longHalfPeriod : 0.0, "0:", "tone", 12);
-  mark(measures.shortHalfPeriod > 0.0 ? 0.5 / measures.shortHalfPeriod : 0.0, "1:", "tone", 12);
-  mark(signal.humFrequency, "hum", "hum", 12);
+  mark(measures.longHalfPeriod > 0.0 ? 0.5 / measures.longHalfPeriod : 0.0, "0:", "tone");
+  mark(measures.shortHalfPeriod > 0.0 ? 0.5 / measures.shortHalfPeriod : 0.0, "1:", "tone");
+  mark(signal.humFrequency, "hum", "hum");
   for (const double frequency : {100.0, 1000.0, 10000.0}) {
     const double part = axis.part(std::log(frequency));
     if (part < 1.0) {

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -181,7 +180,7 @@ std::string gridSection(const recovery::BankReading& bank) {
   }
   std::string rows;
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::Verdict verdict = bank.presets[static_cast<std::size_t>(record)].verdict;
+    const recovery::Verdict verdict = bank.preset(record).verdict;
     const char* sign = verdict == recovery::Verdict::Sure       ? "&#10003;"
                        : verdict == recovery::Verdict::Doubtful ? "?"
                                                                 : "&ndash;";
@@ -198,7 +197,7 @@ std::string gridSection(const recovery::BankReading& bank) {
 }
 
 std::string presetRow(const Results& results, int record) {
-  const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+  const recovery::PresetReading& preset = results.bank.preset(record);
   const int index = recordingOfTake(results, preset.take);
   const bool isInDoubt = preset.verdict == recovery::Verdict::Doubtful && index >= 0;
   const auto recording = static_cast<std::size_t>(std::max(index, 0));
@@ -221,7 +220,7 @@ std::string doubtfulSection(const Results& results) {
       inCommon.empty() ? "" : element("p", "Doubtful together: " + inCommon + ".");
   std::string rows;
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+    const recovery::PresetReading& preset = results.bank.preset(record);
     if (preset.verdict != recovery::Verdict::Sure &&
         (together.empty() || preset.reason != recovery::Reason::Beginning)) {
       rows += presetRow(results, record);

@@ -1,8 +1,7 @@
-#include <cmath>
-#include <cstdio>
+#include <array>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 #include "report/Causes.h"
 #include "report/Measures.h"
@@ -75,8 +74,7 @@ std::string hex(const unsigned char* bytes) {
 }
 
 std::string presetObject(const Results& results, int record) {
-  const auto index = static_cast<std::size_t>(record);
-  const recovery::PresetReading& preset = results.bank.presets[index];
+  const recovery::PresetReading& preset = results.bank.preset(record);
   const int recording = recordingOfTake(results, preset.take);
   Object object;
   object.addNumber("group", presetGroup(record), 0).addNumber("number", presetNumber(record), 0);
@@ -89,7 +87,7 @@ std::string presetObject(const Results& results, int record) {
                                            results.recordings[static_cast<std::size_t>(recording)],
                                            preset.worstTime))
                                      : "null");
-  const char* bytes = results.bank.bank.data() + presetSize * index;
+  const char* bytes = results.bank.bank.data() + static_cast<std::ptrdiff_t>(record) * presetSize;
   object.addText("bytes", hex(reinterpret_cast<const unsigned char*>(bytes)));
   return object.addText("doubtfulBits", hex(preset.doubtfulBits.data())).text();
 }

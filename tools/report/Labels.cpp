@@ -25,7 +25,7 @@ std::vector<Label> labelsOf(const recovery::BankReading& bank, const recovery::T
   add(take.leader, "leader");
   add(take.marker, "marker");
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::PresetReading& preset = bank.presets[static_cast<std::size_t>(record)];
+    const recovery::PresetReading& preset = bank.preset(record);
     add(presetSpan(take, record), presetName(record) + " " + verdictWord(preset.verdict));
   }
   for (const recovery::DropOut& dropOut : dropOutsOf(take)) {

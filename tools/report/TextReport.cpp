@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "report/Causes.h"
@@ -105,7 +105,7 @@ std::string findingLines(const Results& results) {
 std::string grid(const recovery::BankReading& bank) {
   std::string lines = "Presets    1 2 3 4 5 6 7 8     + sure  ? doubtful  - missing\n";
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::Verdict verdict = bank.presets[static_cast<std::size_t>(record)].verdict;
+    const recovery::Verdict verdict = bank.preset(record).verdict;
     if (presetNumber(record) == 1) {
       lines += "  group " + std::to_string(presetGroup(record)) + " ";
     }
@@ -124,7 +124,7 @@ std::string doubtfulLines(const Results& results) {
   const std::string inCommon = beginningPresets(results.bank);
   int count = 0;
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::PresetReading& preset = results.bank.presets[static_cast<std::size_t>(record)];
+    const recovery::PresetReading& preset = results.bank.preset(record);
     if (preset.verdict != recovery::Verdict::Doubtful ||
         (!inCommon.empty() && preset.reason == recovery::Reason::Beginning)) {
       continue;
@@ -191,8 +191,7 @@ std::string advice(const Results& results) {
         return r.converter.outcome == ConverterOutcome::ReadsRight ||
                r.converter.outcome == ConverterOutcome::NotTried;
       });
-  return isRead ? ""
-                : "All sounds were read. Give the converter the bank read here, not the recording.";
+  return isRead ? "" : std::string("All sounds were read. ") + bankRemedy;
 }
 
 std::string textReport(const Results& results) {

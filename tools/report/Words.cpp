@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 
 #include "preset/PresetBank.h"
 #include "report/Measures.h"
@@ -205,7 +204,7 @@ std::string beginningPresets(const recovery::BankReading& bank) {
   int first = 0;
   int last = 0;
   for (int record = 0; record < presetCount; ++record) {
-    const recovery::PresetReading& preset = bank.presets[static_cast<std::size_t>(record)];
+    const recovery::PresetReading& preset = bank.preset(record);
     if (preset.verdict == recovery::Verdict::Doubtful &&
         preset.reason == recovery::Reason::Beginning) {
       first = count == 0 ? record : first;
@@ -274,9 +273,8 @@ std::string converterSentence(const Results& results, const Recording& recording
   int count = 0;
   bool isKnown = true;
   for (int record = 0; record < presetCount; ++record) {
-    const auto index = static_cast<std::size_t>(record);
-    if (answer.isWrong[index]) {
-      isKnown = isKnown && results.bank.presets[index].verdict == recovery::Verdict::Sure;
+    if (answer.isWrong[static_cast<std::size_t>(record)]) {
+      isKnown = isKnown && results.bank.preset(record).verdict == recovery::Verdict::Sure;
       names += count < mostNames ? " " + presetName(record) : count == mostNames ? " .." : "";
       ++count;
     }

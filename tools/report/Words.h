@@ -46,6 +46,10 @@ inline constexpr const char* allReadRemark =
     "It costs no sound, and matters only if you give the recording itself to the converter, or "
     "record again:";
 
+/// What to do where the converter fails.
+inline constexpr const char* bankRemedy =
+    "Give the converter the bank read here, not the recording.";
+
 /// How to write the bank for the converter, as a sentence after a space; empty where not all
 /// presets are sure, or the program has no such option.
 std::string howToWrite(const Results& results);
