@@ -251,8 +251,8 @@ std::string bitsOf(const recovery::DoubtfulPlace& place) {
 /// How loud a piece of wave is, and how much it is enlarged.
 std::string enlargement(const recovery::WavePiece& wave) {
   const double peak = peakOf(wave);
-  return "wave with peaks at " + decimal(decibels(peak), 1) + " dBFS, enlarged " +
-         decimal(1.0 / peak, peak > 0.1 ? 1 : 0) + " times";
+  return "wave with " + peaksAt(peak) + ", enlarged " + decimal(1.0 / peak, peak > 0.1 ? 1 : 0) +
+         " times";
 }
 
 std::string placesSection(const Results& results) {

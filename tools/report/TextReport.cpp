@@ -56,7 +56,7 @@ std::string dumpLine(const Recording& recording) {
   const auto& peaks = recording.facts.channelPeaks;
   if (take == nullptr) {
     const double peak = peaks.empty() ? 0.0 : *std::max_element(peaks.begin(), peaks.end());
-    return "no dump found; peaks at " + decimal(decibels(peak), 1) + " dBFS";
+    return "no dump found; " + peaksAt(peak);
   }
   const std::string number = dumpNumber(recording);
   const recovery::Span span = dumpSpan(*take);

@@ -217,6 +217,10 @@ std::string beginningPresets(const recovery::BankReading& bank) {
                          presetName(last) + ": " + beginningIsUnsure;
 }
 
+std::string peaksAt(double magnitude) {
+  return "peaks at " + decimal(decibels(magnitude), 1) + " dBFS";
+}
+
 std::string channelName(int index) {
   switch (index) {
     case 0:
@@ -311,7 +315,7 @@ std::string beforeSentence(const Recording& recording) {
   if (decibels(peak) < quietest) {
     return decimal(start, 1) + " s of silence before it";
   }
-  return decimal(start, 1) + " s before it, with peaks at " + decimal(decibels(peak), 1) + " dBFS";
+  return decimal(start, 1) + " s before it, with " + peaksAt(peak);
 }
 
 }  // namespace report

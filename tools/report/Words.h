@@ -58,6 +58,9 @@ std::string howToWrite(const Results& results);
 /// presets, 1-4 to 5-8: where the data begin is not sure"; empty for fewer than two.
 std::string beginningPresets(const recovery::BankReading& bank);
 
+/// How loud something is, such as "peaks at -20.3 dBFS" for the part of full scale `magnitude`.
+std::string peaksAt(double magnitude);
+
 /// A channel of the frames, such as "the second channel" for 1.
 std::string channelName(int index);
 
