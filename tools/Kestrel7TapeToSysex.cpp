@@ -115,6 +115,7 @@ OutputFiles checkedOutputs(const Options& options) {
   return outputs;
 }
 
+/// What to write, where there is a dump.
 std::vector<std::string> contentsOf(const Options& options, const report::Results& results) {
   const PresetBank& bank = results.bank.bank;
   std::vector<std::string> contents;
@@ -126,10 +127,8 @@ std::vector<std::string> contentsOf(const Options& options, const report::Result
     contents.push_back(report::htmlReport(results));
   }
   if (!options.labelsPath.empty()) {
-    const auto withDump =
-        std::ranges::find_if(results.recordings, [](const auto& r) { return r.take() != nullptr; });
     contents.push_back(
-        report::labels(results, static_cast<std::size_t>(withDump - results.recordings.begin())));
+        report::labels(results, static_cast<std::size_t>(report::recordingOfTake(results, 0))));
   }
   return contents;
 }
@@ -314,9 +313,7 @@ Status run(const Options& options) {
   refuseSameFiles(options.recordings);
   const OutputFiles outputs = checkedOutputs(options);
   const report::Results results = readRecordings(options);
-  const bool hasDump =
-      std::ranges::any_of(results.recordings, [](const auto& r) { return r.take() != nullptr; });
-  if (hasDump) {
+  if (results.hasDump()) {
     outputs.write(contentsOf(options, results));
   }
   if (options.json) {
@@ -324,7 +321,7 @@ Status run(const Options& options) {
   } else if (!options.quiet) {
     print(report::textReport(results));
   }
-  if (!hasDump) {
+  if (!results.hasDump()) {
     throw Failure(Status::NoDump, "no dump found in " + joined(options.recordings) +
                                       "; listen for its two tones, and record it again");
   }

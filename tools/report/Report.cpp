@@ -17,6 +17,8 @@ std::vector<int> recordingsWithDump(const Results& results) {
 
 }  // namespace
 
+bool Results::hasDump() const { return !recordingsWithDump(*this).empty(); }
+
 recovery::DifferentDumps readBank(Results& results) {
   std::vector<recovery::Take> takes;
   for (const Recording& recording : results.recordings) {

@@ -55,6 +55,9 @@ struct Results {
   /// Read from the dumps used, in the order of the recordings; a recording without a dump has no
   /// take in it, so a `PresetReading::take` counts only recordings that have one.
   recovery::BankReading bank;
+
+  /// Whether any recording has a dump.
+  bool hasDump() const;
 };
 
 /// Reads the bank from the dumps used of all recordings. Returns the recordings that hold different

@@ -154,9 +154,7 @@ std::string verdict(const Results& results) {
   const int sure = results.bank.count(recovery::Verdict::Sure);
   const int doubtful = results.bank.count(recovery::Verdict::Doubtful);
   const int missing = results.bank.count(recovery::Verdict::Missing);
-  const bool hasDump = std::any_of(results.recordings.begin(), results.recordings.end(),
-                                   [](const Recording& r) { return r.take() != nullptr; });
-  if (!hasDump) {
+  if (!results.hasDump()) {
     return "No dump was found.";
   }
   if (sure == presetCount) {
@@ -197,8 +195,7 @@ std::string advice(const Results& results) {
 std::string textReport(const Results& results) {
   std::string lines = verdict(results);
   const std::string whatToDo = advice(results);
-  lines += (whatToDo.empty() ? "" : "\n" + wrapped(whatToDo + howToWrite(results), 0)) +
-           (whatToDo.empty() ? "\n\n" : "\n");
+  lines += "\n" + (whatToDo.empty() ? "" : wrapped(whatToDo + howToWrite(results), 0)) + "\n";
   for (std::size_t i = 0; i < results.recordings.size(); ++i) {
     lines += recordingLines(results, i);
   }
