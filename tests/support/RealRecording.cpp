@@ -300,7 +300,8 @@ bool drawFile(TapeChain& chain, Random& random) {
     chain.peak = std::max(chain.peak, -24.0);
   }
   if (random.chance(0.25)) {
-    chain.codecNoise = random.between(8.0, 20.0);
+    // MP3, AAC and Opus leave 11 to 25 dB at 32 kbit/s, and more at higher rates.
+    chain.codecNoise = random.between(10.0, 24.0);
     chain.codecBandwidth = random.byRatio(5000.0, 16000.0);
     chain.bitsPerSample = 0;
     return false;

@@ -63,6 +63,11 @@ int surePresets(const Take& take) {
   return count;
 }
 
+bool isAllRecorded(const Take& take) {
+  return std::none_of(take.bits.begin(), take.bits.end(),
+                      [](const BitReading& bit) { return bit.value < 0; });
+}
+
 bool isBetter(const Take& a, const Take& b) {
   const int sureA = surePresets(a);
   const int sureB = surePresets(b);
@@ -311,9 +316,16 @@ std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& o
 }
 
 int bestTake(std::span<const Take> takes) {
+  constexpr int few = 4;  // doubtful presets for which a whole dump does not yield to a later one
   int best = -1;
   for (std::size_t i = 0; i < takes.size(); ++i) {
-    if (best < 0 || isBetter(takes[i], takes[static_cast<std::size_t>(best)])) {
+    if (best < 0) {
+      best = static_cast<int>(i);
+      continue;
+    }
+    const Take& take = takes[static_cast<std::size_t>(best)];
+    const bool isKept = isAllRecorded(take) && surePresets(takes[i]) <= surePresets(take) + few;
+    if (!isKept && isBetter(takes[i], take)) {
       best = static_cast<int>(i);
     }
   }

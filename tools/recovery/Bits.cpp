@@ -461,7 +461,7 @@ class WaveDecoder {
   /// Sets the margins of the bits of the best path, by the best ways from its end back.
   void setMargins(std::vector<PathBit>& bits) {
     backward();
-    colour = measureColour(bits);
+    rests = measureRests(bits);
     for (std::size_t k = 0; k < bits.size(); ++k) {
       PathBit& bit = bits[k];
       const int other = bit.value ? 0 : 1;
@@ -551,51 +551,72 @@ class WaveDecoder {
     }
   }
 
-  /// How many times denser than white noise of its energy the rest is where it is densest: what the
-  /// waves leave of the bits, by how alike its neighbouring samples are.
-  float measureColour(const std::vector<PathBit>& bits) const {
-    constexpr std::size_t lags = 12;
-    std::array<double, lags + 1> products{};
+  /// What the waves leave unexplained of the bits of a value, in whitened units.
+  struct Rest {
+    double energy = 1.0;  // of a sample
+    double doubt = 1.0;   // of a sample's part that looks like the other value: what makes errors
+  };
+
+  /// Measures the rests of the bits with a tone, by their value. What strays in pace or level is
+  /// left, too, but does not look like the other value.
+  std::array<Rest, 2> measureRests(const std::vector<PathBit>& bits) const {
+    constexpr int reach = 8;  // tape samples to either side at which the other wave may lie
+    std::array<double, 2> energy{};
+    std::array<double, 2> doubt{};
+    std::array<double, 2> samples{};
+    std::array<double, 2> counts{};
     std::vector<float> rest;
     bool before = !bits.empty() && bits.front().value;
     for (const PathBit& bit : bits) {
       const std::vector<float>& wave = waves.after(before, bit.value);
+      const std::vector<float>& other = waves.after(before, !bit.value);
       const auto start = static_cast<std::size_t>(bit.start);
+      const std::size_t value = bit.value ? 1 : 0;
       if (bit.hasTone()) {
         const float gain = std::sqrt(2.0F * score(before, bit.value, start));
-        rest.resize(wave.size());
+        // Zeros to either side: the other wave may be longer, and lie beside.
+        rest.assign(wave.size() + 4 * reach, 0.0F);
         for (std::size_t i = 0; i < wave.size(); ++i) {
-          rest[i] = signal.samples[start + i] - gain * wave[i];
+          const float left = signal.samples[start + i] - gain * wave[i];
+          rest[i + reach] = left;
+          energy[value] += static_cast<double>(left * left);
         }
-        for (std::size_t lag = 0; lag <= lags; ++lag) {
+        samples[value] += static_cast<double>(wave.size());
+        for (int shift = 0; shift <= 2 * reach; ++shift) {
+          const auto from = static_cast<std::size_t>(shift);
           float product = 0.0F;
-          for (std::size_t i = lag; i < rest.size(); ++i) {
-            product += rest[i] * rest[i - lag];
+          for (std::size_t i = 0; i < std::min(other.size(), rest.size() - from); ++i) {
+            product += other[i] * rest[from + i];
           }
-          products[lag] += static_cast<double>(product);
+          doubt[value] += static_cast<double>(product * product) / (2 * reach + 1);
         }
+        counts[value] += 1.0;
       }
       before = bit.value;
     }
-    double sum = 1.0;
-    for (std::size_t lag = 1; lag <= lags && products[0] > 0.0; ++lag) {
-      const double likeness = products[lag] / products[0];
-      sum += 2.0 * likeness * likeness;
+    std::array<Rest, 2> rests;
+    for (std::size_t value = 0; value < 2; ++value) {
+      rests[value] = {energy[value] / std::max(1.0, samples[value]),
+                      doubt[value] / std::max(1.0, counts[value])};
     }
-    return static_cast<float>(sum);
+    return rests;
   }
 
-  /// How much less a margin counts where more is left unexplained than usual.
+  /// How much a margin counts: less where the noise that may pass for a bit is more.
   float noiseShare(const std::vector<PathBit>& bits, std::size_t k) const {
     constexpr std::size_t reach = 3;
+    constexpr double leastNoise = 2.0;
     const std::size_t begin = k - std::min(k, reach);
     const std::size_t end = std::min(k + reach + 1, bits.size());
-    double rest = 0.0;
+    double excess = 0.0;
     for (std::size_t i = begin; i < end; ++i) {
-      rest += restOf(bits[i]);
+      excess += restOf(bits[i]) - rests[bits[i].value ? 1 : 0].energy;
     }
-    rest /= static_cast<double>(end - begin);
-    return static_cast<float>(1.0 / (std::max(1.0, rest) * static_cast<double>(colour)));
+    excess = std::max(0.0, excess / static_cast<double>(end - begin));
+    const double usual = std::max(rests[0].doubt, rests[1].doubt);
+    const double density = std::max({1.0, rests[0].doubt / std::max(rests[0].energy, 1.0e-3),
+                                     rests[1].doubt / std::max(rests[1].energy, 1.0e-3)});
+    return static_cast<float>(1.0 / (std::max(leastNoise, usual) + excess * density));
   }
 
   void backward() {
@@ -764,7 +785,7 @@ class WaveDecoder {
   Whitened signal;
   Lengths lengths;
   int size;
-  float colour = 1.0F;  // of the noise: its density at the tones against that of white noise
+  std::array<Rest, 2> rests;
   std::array<std::vector<float>, 4> scores;  // by the value before and the bit's own, nats
   std::vector<double> energies;              // of the samples before each
   std::array<std::vector<double>, 2> best;   // of the paths to each sample, by their last value

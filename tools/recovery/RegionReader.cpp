@@ -74,11 +74,19 @@ BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
   return sequence;
 }
 
-/// Whether the best of the takes gives all presets surely.
-bool isWhole(const std::vector<Take>& takes) {
-  const int best = bestTake(takes);
-  return best >= 0 && readBank(std::span(takes).subspan(static_cast<std::size_t>(best), 1))
-                              .count(Verdict::Sure) == presetCount;
+/// Whether a region of so many seconds holds no dump beside those of which all presets are sure.
+bool isWhole(const std::vector<Take>& takes, double duration) {
+  constexpr double shortestDump = 15.0;  // seconds: less than 7,680 bits last on any player
+  double left = duration;
+  bool isAnyWhole = false;
+  for (const Take& take : takes) {
+    if (readBank(std::span(&take, 1)).count(Verdict::Sure) == presetCount) {
+      const Span span = recordedSpan(take);
+      left -= span.end - span.start;
+      isAnyWhole = true;
+    }
+  }
+  return isAnyWhole && left < shortestDump;
 }
 
 std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleRate) {
@@ -96,7 +104,7 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     std::vector<Take> found = frameDumps(sequenceOf(chain));
     std::move(found.begin(), found.end(), std::back_inserter(takes));
   }
-  if (!isWhole(takes)) {
+  if (!isWhole(takes, static_cast<double>(recorded.size()) / sampleRate)) {
     const TapeSignal signal = resample(evened, sampleRate, *track);
     const BitSequence sequence = sequenceOf(readByWaves(signal, readByEnergy(signal)), signal);
     std::vector<Take> decoded = frameDumps(sequence);
@@ -145,7 +153,7 @@ std::vector<Take> readRegion(const std::vector<std::vector<float>>& channels, do
   };
   for (const std::size_t i : live) {
     readAs(channels[i], i);
-    if (isWhole(takes)) {
+    if (isWhole(takes, static_cast<double>(channels[i].size()) / sampleRate)) {
       return takes;
     }
   }

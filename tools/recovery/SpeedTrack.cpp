@@ -34,15 +34,14 @@ struct Cycle {
   double period;
 };
 
-/// The height of the signal around each sample: a peak that decays within about a millisecond.
-std::vector<float> envelope(const std::vector<float>& samples, double rate) {
-  std::vector<float> heights(samples.size());
-  const auto decay = static_cast<float>(std::exp(-1.0 / (0.001 * rate)));
-  float height = 0.0F;
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    height = std::max(std::abs(samples[i]), height * decay);
-    heights[i] = height;
-  }
+/// The height of a tone around each sample, as a sine of the same energy has it: what is sharp in
+/// the other tone's waves is high, but holds little energy.
+std::vector<float> heightsOf(const std::vector<float>& tone, double rate) {
+  constexpr double reach = 0.0007;  // seconds
+  const std::vector<double> squares = meanSquares(tone, static_cast<std::size_t>(reach * rate));
+  std::vector<float> heights(tone.size());
+  std::transform(squares.begin(), squares.end(), heights.begin(),
+                 [](double square) { return static_cast<float>(std::sqrt(2.0 * square)); });
   return heights;
 }
 
@@ -149,8 +148,8 @@ std::optional<SpeedTrack> SpeedTrack::measure(const std::vector<float>& samples,
                                               double sampleRate) {
   const std::vector<float> low = bandOf(samples, lowTone, sampleRate);
   const std::vector<float> high = bandOf(samples, highTone, sampleRate);
-  const std::vector<float> lowHeights = envelope(low, sampleRate);
-  const std::vector<float> highHeights = envelope(high, sampleRate);
+  const std::vector<float> lowHeights = heightsOf(low, sampleRate);
+  const std::vector<float> highHeights = heightsOf(high, sampleRate);
   const auto hops =
       static_cast<std::size_t>(static_cast<double>(samples.size()) / sampleRate / hop) + 2;
   std::vector<double> shorts =
