@@ -471,8 +471,9 @@ class WaveDecoder {
       const auto begin = row.begin() + from;
       const auto end = row.begin() + std::min(middle + 1, lastStart());
       const double alternative = begin < end ? *std::max_element(begin, end) : impossible;
-      bit.margin =
-          static_cast<float>(std::min(bestTotal - alternative, 1.0e6)) * noiseShare(bits, k);
+      // What lies around it may leave room for this value alone, but that is not enough.
+      bit.margin = static_cast<float>(std::min(bestTotal - alternative, explainedOf(bit) / 2.0)) *
+                   noiseShare(bits, k);
     }
   }
 
@@ -527,11 +528,18 @@ class WaveDecoder {
     return scores[Waves::index(before, value)][start];
   }
 
-  double restOf(const PathBit& bit) const {
+  double energyOf(const PathBit& bit) const {
     const auto start = static_cast<std::size_t>(bit.start);
-    const int length = lengths[bit.value ? 1 : 0];
-    const double energy = energies[start + static_cast<std::size_t>(length)] - energies[start];
-    return energy * (1.0 - static_cast<double>(bit.fit)) / length;
+    return energies[start + static_cast<std::size_t>(lengths[bit.value ? 1 : 0])] - energies[start];
+  }
+
+  double explainedOf(const PathBit& bit) const {
+    return energyOf(bit) * static_cast<double>(bit.fit);
+  }
+
+  /// What its wave leaves unexplained of a sample of the bit.
+  double restOf(const PathBit& bit) const {
+    return (energyOf(bit) - explainedOf(bit)) / lengths[bit.value ? 1 : 0];
   }
 
   /// Sets what the waves explain of each bit.
@@ -542,9 +550,8 @@ class WaveDecoder {
     for (PathBit& bit : bits) {
       const auto start = static_cast<std::size_t>(bit.start);
       const int length = lengths[bit.value ? 1 : 0];
-      const double energy = energies[start + static_cast<std::size_t>(length)] - energies[start];
       const double explained = static_cast<double>(score(before, bit.value, start)) * 2.0;
-      bit.fit = static_cast<float>(std::min(1.0, explained / std::max(energy, 1.0e-9)));
+      bit.fit = static_cast<float>(std::min(1.0, explained / std::max(energyOf(bit), 1.0e-9)));
       const float level = signal.levels[start + static_cast<std::size_t>(length) / 2];
       bit.gain = std::sqrt(level * bit.fit / usualLevel);
       before = bit.value;
@@ -602,17 +609,21 @@ class WaveDecoder {
     return rests;
   }
 
+  double usualRestOf(const PathBit& bit) const { return rests[bit.value ? 1 : 0].energy; }
+
   /// How much a margin counts: less where the noise that may pass for a bit is more.
   float noiseShare(const std::vector<PathBit>& bits, std::size_t k) const {
     constexpr std::size_t reach = 3;
     constexpr double leastNoise = 2.0;
+    constexpr double plain = 4.0;  // times the usual rest that a single bit may well have
     const std::size_t begin = k - std::min(k, reach);
     const std::size_t end = std::min(k + reach + 1, bits.size());
-    double excess = 0.0;
+    double around = 0.0;
     for (std::size_t i = begin; i < end; ++i) {
-      excess += restOf(bits[i]) - rests[bits[i].value ? 1 : 0].energy;
+      around += restOf(bits[i]) - usualRestOf(bits[i]);
     }
-    excess = std::max(0.0, excess / static_cast<double>(end - begin));
+    const double own = restOf(bits[k]) - plain * usualRestOf(bits[k]);
+    const double excess = std::max({0.0, own, around / static_cast<double>(end - begin)});
     const double usual = std::max(rests[0].doubt, rests[1].doubt);
     const double density = std::max({1.0, rests[0].doubt / std::max(rests[0].energy, 1.0e-3),
                                      rests[1].doubt / std::max(rests[1].energy, 1.0e-3)});
