@@ -458,12 +458,26 @@ class WaveDecoder {
                       mostSlackDeviation);
   }
 
+  /// Makes the scores what they are worth in the noise around each of the bits, which are the best
+  /// path so far. Without it what is left of a wave where it fades would outweigh the lengths.
+  void weigh(const std::vector<PathBit>& bits) {
+    const std::array<Rest, 2> rests = measureRests(bits);
+    weights.assign(signal.samples.size(), 1.0F);
+    for (std::size_t k = 0; k < bits.size(); ++k) {
+      const auto begin = weights.begin() + bits[k].start;
+      std::fill(begin, begin + bits[k].length, weightOf(bits, k, rests));
+    }
+    for (std::size_t which = 0; which < scores.size(); ++which) {
+      for (int start = 0; start <= lastStart(); ++start) {
+        scores[which][static_cast<std::size_t>(start)] *= weightAt(start);
+      }
+    }
+  }
+
   /// Sets the margins of the bits of the best path, by the best ways from its end back.
   void setMargins(std::vector<PathBit>& bits) {
     backward();
-    rests = measureRests(bits);
-    for (std::size_t k = 0; k < bits.size(); ++k) {
-      PathBit& bit = bits[k];
+    for (PathBit& bit : bits) {
       const int other = bit.value ? 0 : 1;
       const int middle = bit.start + bit.length / 2;
       const int from = std::max(0, middle - lengths[static_cast<std::size_t>(other)] + 1);
@@ -472,8 +486,9 @@ class WaveDecoder {
       const auto end = row.begin() + std::min(middle + 1, lastStart());
       const double alternative = begin < end ? *std::max_element(begin, end) : impossible;
       // What lies around it may leave room for this value alone, but that is not enough.
-      bit.margin = static_cast<float>(std::min(bestTotal - alternative, explainedOf(bit) / 2.0)) *
-                   noiseShare(bits, k);
+      bit.margin = static_cast<float>(
+          std::min(bestTotal - alternative,
+                   explainedOf(bit) / 2.0 * static_cast<double>(weightAt(bit.start))));
     }
   }
 
@@ -528,6 +543,11 @@ class WaveDecoder {
     return scores[Waves::index(before, value)][start];
   }
 
+  /// What the scores of a bit that begins here count.
+  float weightAt(int start) const {
+    return weights.empty() ? 1.0F : weights[static_cast<std::size_t>(start + oneLength / 2)];
+  }
+
   double energyOf(const PathBit& bit) const {
     const auto start = static_cast<std::size_t>(bit.start);
     return energies[start + static_cast<std::size_t>(lengths[bit.value ? 1 : 0])] - energies[start];
@@ -550,7 +570,8 @@ class WaveDecoder {
     for (PathBit& bit : bits) {
       const auto start = static_cast<std::size_t>(bit.start);
       const int length = lengths[bit.value ? 1 : 0];
-      const double explained = static_cast<double>(score(before, bit.value, start)) * 2.0;
+      const double explained =
+          2.0 * static_cast<double>(score(before, bit.value, start) / weightAt(bit.start));
       bit.fit = static_cast<float>(std::min(1.0, explained / std::max(energyOf(bit), 1.0e-9)));
       const float level = signal.levels[start + static_cast<std::size_t>(length) / 2];
       bit.gain = std::sqrt(level * bit.fit / usualLevel);
@@ -609,13 +630,13 @@ class WaveDecoder {
     return rests;
   }
 
-  double usualRestOf(const PathBit& bit) const { return rests[bit.value ? 1 : 0].energy; }
-
-  /// How much a margin counts: less where the noise that may pass for a bit is more.
-  float noiseShare(const std::vector<PathBit>& bits, std::size_t k) const {
+  /// How much the scores count around a bit: less where the noise that may pass for a bit is more.
+  float weightOf(const std::vector<PathBit>& bits, std::size_t k,
+                 const std::array<Rest, 2>& rests) const {
     constexpr std::size_t reach = 3;
     constexpr double leastNoise = 2.0;
     constexpr double plain = 4.0;  // times the usual rest that a single bit may well have
+    const auto usualRestOf = [&](const PathBit& bit) { return rests[bit.value ? 1 : 0].energy; };
     const std::size_t begin = k - std::min(k, reach);
     const std::size_t end = std::min(k + reach + 1, bits.size());
     double around = 0.0;
@@ -760,10 +781,8 @@ class WaveDecoder {
   void readAnew(const std::vector<PathBit>& bits, WeakStretch& stretch) const {
     const int count = static_cast<int>(stretch.end - stretch.begin);
     const int most = count + farthestSlip;
-    float share = 1.0F;
     std::size_t weakest = stretch.begin;
     for (std::size_t k = stretch.begin; k < stretch.end; ++k) {
-      share = std::min(share, noiseShare(bits, k));
       weakest = bits[k].margin < bits[weakest].margin ? k : weakest;
     }
     const Lattice lattice = fillLattice(bits, stretch, most, {});
@@ -775,7 +794,7 @@ class WaveDecoder {
       const auto [total, value] = endOf(lattice, count + slip, bits, stretch);
       if (total > impossible / 2.0) {
         stretch.readings[static_cast<std::size_t>(slip + farthestSlip)] = {
-            static_cast<float>(std::max(0.0, reference - total)) * share,
+            static_cast<float>(std::max(0.0, reference - total)),
             pathOf(lattice, count + slip, value)};
       }
     }
@@ -796,8 +815,8 @@ class WaveDecoder {
   Whitened signal;
   Lengths lengths;
   int size;
-  std::array<Rest, 2> rests;
   std::array<std::vector<float>, 4> scores;  // by the value before and the bit's own, nats
+  std::vector<float> weights;                // of the scores, one a sample; none: all count fully
   std::vector<double> energies;              // of the samples before each
   std::array<std::vector<double>, 2> best;   // of the paths to each sample, by their last value
   std::array<std::vector<Step>, 2> steps;
@@ -868,6 +887,7 @@ BitPath readByWaves(const TapeSignal& signal, const std::vector<PathBit>& first)
     return path;
   }
   WaveDecoder decoder(signal, waves, hiss, slackDeviation);
+  decoder.weigh(decoder.forward());
   bits = decoder.forward();
   decoder.setMargins(bits);
   path.weakStretches = decoder.findWeakStretches(bits);
