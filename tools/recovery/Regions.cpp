@@ -8,6 +8,8 @@ namespace recovery {
 namespace {
 
 constexpr double tonesPart = 0.66;     // of a block's energy that the two bands must hold
+constexpr double lowest = 250.0;       // hertz of what the bands' part is taken of
+constexpr double highest = 6000.0;
 constexpr double quietest = 1.0e-9;    // mean square below which a block is silence: -90 dBFS
 constexpr double windowSeconds = 0.6;  // over which tones are counted
 constexpr double openPart = 0.5;       // of the window that opens a region
@@ -32,13 +34,15 @@ ToneDetector::ToneDetector(double sampleRate)
     : length(blocks(blockSeconds, 1.0 / sampleRate)),
       low{Biquad::highPass(lowTone.from, sampleRate), Biquad::lowPass(lowTone.to, sampleRate)},
       high{Biquad::highPass(highTone.from, sampleRate), Biquad::lowPass(highTone.to, sampleRate)},
-      whole{Biquad::highPass(250.0, sampleRate), Biquad::lowPass(6000.0, sampleRate)} {}
+      whole{Biquad::highPass(lowest, sampleRate), Biquad::lowPass(highest, sampleRate)},
+      hum(Biquad::highPass(lowest, sampleRate)) {}
 
 void ToneDetector::add(const float* samples, std::size_t count, std::vector<bool>& flags) {
   for (std::size_t i = 0; i < count; ++i) {
-    low.add(samples[i]);
-    high.add(samples[i]);
-    whole.add(samples[i]);
+    const float sample = hum.next(samples[i]);
+    low.add(sample);
+    high.add(sample);
+    whole.add(sample);
     if (++filled == length) {
       flags.push_back(whole.energy > quietest * static_cast<double>(length) &&
                       low.energy + high.energy > tonesPart * whole.energy);

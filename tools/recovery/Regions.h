@@ -38,6 +38,7 @@ class ToneDetector {
   Band low;
   Band high;
   Band whole;
+  Biquad hum;  // takes off what is below all bands, for loud hum once more
 };
 
 /// A region of blocks in which a dump may lie, silence around it included.

@@ -18,7 +18,7 @@ inline constexpr double spectrumStep = 10.0;    // hertz
 inline constexpr double halfPeriodStep = 0.25;  // samples at 44,100 a second
 
 /// Nats from which on a bit counts as sure.
-inline constexpr float sureMargin = 12.0F;
+inline constexpr float sureMargin = 16.0F;
 
 /// A stretch of a recording, in seconds from its first sample.
 struct Span {
