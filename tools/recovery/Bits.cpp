@@ -399,6 +399,9 @@ class WaveDecoder {
     }
     for (int start = 0; start < lastStart(); ++start) {
       const auto at = static_cast<std::size_t>(start);
+      if (!mayBegin.empty() && !mayBegin[at]) {
+        continue;
+      }
       for (int value = 0; value < 2; ++value) {
         const double fromZero = best[0][at] + score(false, value != 0, at);
         const double fromOne = best[1][at] + score(true, value != 0, at);
@@ -467,11 +470,12 @@ class WaveDecoder {
       const auto begin = weights.begin() + bits[k].start;
       std::fill(begin, begin + bits[k].length, weightOf(bits, k, rests));
     }
-    for (std::size_t which = 0; which < scores.size(); ++which) {
+    for (std::vector<float>& score : scores) {
       for (int start = 0; start <= lastStart(); ++start) {
-        scores[which][static_cast<std::size_t>(start)] *= weightAt(start);
+        score[static_cast<std::size_t>(start)] *= weightAt(start);
       }
     }
+    holdFirmBits(bits);
   }
 
   /// Sets the margins of the bits of the best path, by the best ways from its end back.
@@ -534,6 +538,26 @@ class WaveDecoder {
       begin = k + 1;
     }
     return silent;
+  }
+
+  /// Lets the bits of the next path begin only about where those of this one do, but anywhere near
+  /// what its waves do not explain. A leader looks the same a cycle later.
+  void holdFirmBits(const std::vector<PathBit>& bits) {
+    constexpr float firm = 0.7F;  // fit
+    constexpr int reach = 2 * oneLength;
+    mayBegin.assign(static_cast<std::size_t>(size) + 1, false);
+    const auto allow = [this](int from, int to) {
+      std::fill(mayBegin.begin() + std::max(0, from), mayBegin.begin() + std::min(size, to), true);
+    };
+    allow(0, bits.empty() ? size : bits.front().start);
+    for (const PathBit& bit : bits) {
+      if (bit.hasTone() && bit.fit >= firm) {
+        allow(bit.start - slack, bit.start + slack + 1);
+      } else {
+        allow(bit.start - reach, bit.start + bit.length + reach);
+      }
+    }
+    allow(lastStart() - reach, size);
   }
 
   int longest() const { return std::max(lengths[0], lengths[1]); }
@@ -816,6 +840,7 @@ class WaveDecoder {
   Lengths lengths;
   int size;
   std::array<std::vector<float>, 4> scores;  // by the value before and the bit's own, nats
+  std::vector<bool> mayBegin;                // whether a bit may begin at a sample; none: anywhere
   std::vector<float> weights;                // of the scores, one a sample; none: all count fully
   std::vector<double> energies;              // of the samples before each
   std::array<std::vector<double>, 2> best;   // of the paths to each sample, by their last value
