@@ -684,6 +684,9 @@ class WaveDecoder {
     rest[static_cast<std::size_t>(endValue)][static_cast<std::size_t>(lastStart())] = 0.0;
     for (int start = lastStart() - 1; start >= 0; --start) {
       const auto at = static_cast<std::size_t>(start);
+      if (!mayBegin.empty() && !mayBegin[at]) {
+        continue;
+      }
       std::array<double, 2> onward{};
       for (std::size_t value = 0; value < 2; ++value) {
         double most = impossible;

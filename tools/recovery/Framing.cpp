@@ -14,7 +14,7 @@ constexpr std::size_t shortestLeader = 10;  // one bits
 constexpr std::size_t plainLeader = 24;     // one bits that no data are likely to hold by chance
 constexpr std::size_t longLeader = 100;     // one bits that outweigh a missing end
 constexpr std::size_t fewestBits = bitsPerPreset;
-constexpr double fewestFirm = 0.6;  // part of a dump's bits that must be firm
+constexpr double fewestFirm = 0.75;  // part of a dump's bits that must be firm
 constexpr double fewestFirmWithoutLeader = 0.9;
 constexpr float countTrust = 0.25F;  // lengths stray less by chance than by the player's faults
 constexpr float endCost = 60.0F;    // nats that it takes to believe that the end is not the end
@@ -120,14 +120,28 @@ class Framer {
     return tones.end + 3 < sequence.bits.size();
   }
 
+  /// Whether the tones end before bit `i`, at least for a pause.
+  bool isPauseAt(std::size_t i) const {
+    const std::vector<ReadBit>& bits = sequence.bits;
+    return i > 0 && i + shortestPause <= bits.size() && bits[i - 1].hasTone &&
+           std::none_of(bits.begin() + static_cast<std::ptrdiff_t>(i),
+                        bits.begin() + static_cast<std::ptrdiff_t>(i + shortestPause),
+                        [](const ReadBit& bit) { return bit.hasTone; });
+  }
+
   /// How much a zero after `ones` one bits looks like a start marker; nothing where it is none.
   std::optional<double> markerScore(std::size_t marker, std::size_t ones, const IndexRange& range,
                                     const IndexRange& tones) const {
     const bool isWhole = range.end == tones.end;
     const std::size_t left = range.end - (marker + 1);
-    const bool fitsEnd =
-        isWhole && left + farthestSlip >= dataBits && left <= dataBits + farthestSlip;
-    const bool isExact = isWhole && left == dataBits;
+    const auto endsAfter = [&](std::size_t count) {
+      return (isWhole && left == count) || (count < left && isPauseAt(marker + 1 + count));
+    };
+    const bool isExact = endsAfter(dataBits);
+    bool fitsEnd = false;
+    for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
+      fitsEnd = fitsEnd || endsAfter(count);
+    }
     const bool isFirst = marker - ones == range.begin;
     // Tones that end too soon for all data more likely lack the beginning than the end.
     const bool endsTooSoon = isWhole && isCleanEnd(tones) && left + farthestSlip < dataBits;
@@ -242,16 +256,17 @@ class Framer {
     }
     data.resize(std::min(data.size(), dataBits));
     const bool hasLeader = beginning.leaderOnes >= plainLeader;
+    const bool isSure = beginningIsSure(beginning, range, endIsClean);
     if (data.size() < fewestBits ||
         firmPart(beginning.firstBit, end) < (hasLeader ? fewestFirm : fewestFirmWithoutLeader) ||
-        (beginning.leaderOnes < shortestLeader && isSteady(data))) {
+        ((beginning.leaderOnes < shortestLeader || !isSure) && isSteady(data))) {
       return;
     }
 
     Take take;
     take.endIsClean = endIsClean;
     take.leaderOnes = static_cast<int>(beginning.leaderOnes);
-    take.beginningIsSure = beginningIsSure(beginning, range, endIsClean);
+    take.beginningIsSure = isSure;
     const auto bitAt = [this](std::size_t i) { return sequence.bits[i]; };
     if (beginning.firstBit > range.begin && !isCountedBack) {
       take.marker = {bitAt(beginning.firstBit - 1).start, bitAt(beginning.firstBit - 1).end};
@@ -296,13 +311,14 @@ class Framer {
            (beginning.leaderOnes >= plainLeader && isAtStart && sequence.beginsInSilence);
   }
 
-  /// Whether the bits are hardly more than one tone, as a whistle or a note is.
+  /// Whether the bits are hardly more than one tone and then the other, as notes are.
   static bool isSteady(const std::vector<ReadBit>& bits) {
-    constexpr std::ptrdiff_t few = 20;  // one bit of so many
-    const auto ones =
-        std::count_if(bits.begin(), bits.end(), [](const ReadBit& bit) { return bit.value; });
-    const auto all = static_cast<std::ptrdiff_t>(bits.size());
-    return ones * few < all || (all - ones) * few < all;
+    constexpr std::size_t few = 12;  // one change in so many bits
+    std::size_t changes = 0;
+    for (std::size_t i = 1; i < bits.size(); ++i) {
+      changes += bits[i].value != bits[i - 1].value ? 1 : 0;
+    }
+    return changes * few < bits.size();
   }
 
   /// The part of the bits from `begin` to `end`, or as many as data has, that are firm by
