@@ -543,6 +543,9 @@ TEST(FramingTest, TakesNoUnsureBitsForADump) {
 
 TEST(FramingTest, GivesBackALostBitWhereTheEndSaysSo) {
   BitSequence sequence = sequenceOf(100, 1000.0F, 7679, 1000.0F);
+  for (std::size_t i = 3005; i < 101 + 7679; ++i) {
+    sequence.bits[i].value = !sequence.bits[i].value;  // as they alternate if one is lost before
+  }
   BitSequence::Stretch stretch{.begin = 3000, .end = 3005, .readings = {}, .other = {}};
   stretch.readings.resize(2 * farthestSlip + 1);
   stretch.readings[farthestSlip] = {0.0F,
@@ -554,8 +557,8 @@ TEST(FramingTest, GivesBackALostBitWhereTheEndSaysSo) {
   ASSERT_THAT(takes, SizeIs(1));
   EXPECT_TRUE(takes[0].endIsClean);
   EXPECT_EQ(takes[0].bits[3000 - 101].margin, 0.0F);
-  EXPECT_FLOAT_EQ(takes[0].bits[3010 - 101].margin, 22.0F);  // of the end's 60, without the 5
-  EXPECT_EQ(takes[0].bits[7679].value, 1);
+  EXPECT_GE(takes[0].bits[3010 - 101].margin, sureMargin);
+  EXPECT_EQ(takes[0].bits[7679].value, 0);
 }
 
 // The converter's own way of reading
