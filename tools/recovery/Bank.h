@@ -66,7 +66,8 @@ BankReading readBank(std::span<const Take> takes);
 std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others);
 
 /// The index of the best of the dumps found in one recording: the one with the most sure presets,
-/// then the largest margins. -1 where there are none.
+/// then the largest margins; but a whole dump does not yield to a later one that is sure of only a
+/// few more. -1 where there are none.
 int bestTake(std::span<const Take> takes);
 
 }  // namespace recovery

@@ -7,8 +7,8 @@ namespace recovery {
 
 namespace {
 
-constexpr double tonesPart = 0.66;     // of a block's energy that the two bands must hold
-constexpr double lowest = 250.0;       // hertz of what the bands' part is taken of
+constexpr double tonesPart = 0.66;  // of a block's energy that the two bands must hold
+constexpr double lowest = 250.0;    // hertz of what the bands' part is taken of
 constexpr double highest = 6000.0;
 constexpr double quietest = 1.0e-9;    // mean square below which a block is silence: -90 dBFS
 constexpr double windowSeconds = 0.6;  // over which tones are counted
