@@ -255,11 +255,8 @@ class Framer {
       offset = dataBits - data.size();
     }
     data.resize(std::min(data.size(), dataBits));
-    const bool hasLeader = beginning.leaderOnes >= plainLeader;
     const bool isSure = beginningIsSure(beginning, range, endIsClean);
-    if (data.size() < fewestBits ||
-        firmPart(beginning.firstBit, end) < (hasLeader ? fewestFirm : fewestFirmWithoutLeader) ||
-        ((beginning.leaderOnes < shortestLeader || !isSure) && isSteady(data))) {
+    if (!isDump(beginning, isSure, data, end)) {
       return;
     }
 
@@ -281,6 +278,16 @@ class Framer {
                                static_cast<std::int8_t>(data[i].value ? 1 : 0)};
     }
     takes.push_back(std::move(take));
+  }
+
+  /// Whether the bits are those of a dump, and not what can be made of another sound.
+  bool isDump(const Beginning& beginning, bool isSure, const std::vector<ReadBit>& data,
+              std::size_t end) const {
+    const double fewest =
+        beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader;
+    const bool isPlain = isSure && beginning.leaderOnes >= shortestLeader;
+    return data.size() >= fewestBits && firmPart(beginning.firstBit, end) >= fewest &&
+           (isPlain || !isSteady(data));
   }
 
   /// Whether the tones begin with a few ones, a zero and then just the data.
