@@ -253,7 +253,7 @@ void describeSignal(Take& take, const std::vector<float>& recorded,
   take.dropOuts = findDropOuts(take, levels);
   std::erase(levels, 0.0);
   const double usual = levels.empty() ? 0.0 : quantile(levels, 0.5);
-  const double toneAmplitude = std::max(std::sqrt(2.0) * usual, 1.0e-9);
+  const double toneAmplitude = std::max(std::numbers::sqrt2 * usual, 1.0e-9);
   facts.toneLevel = decibels(toneAmplitude);
   findHum(facts, recorded, window, sampleRate, toneAmplitude);
 
