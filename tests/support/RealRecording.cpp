@@ -567,8 +567,8 @@ RealRecording makeGrid(Random& bankRandom, Random& random) {
       sample = std::round(sample * steps) / steps;
     }
     const double end = static_cast<double>(recording.samples.size()) / sampleRate;
-    recording.dumps.push_back(
-        {.bank = bank, .start = conditions.silence + leader * 144.0 / sampleRate, .end = end});
+    // The speed decides when the data begin; it is after the silence.
+    recording.dumps.push_back({.bank = bank, .start = conditions.silence, .end = end});
     recording.dumps.front().isRecorded.fill(true);
   }
   char text[400];
