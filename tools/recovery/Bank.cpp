@@ -71,7 +71,11 @@ bool isAllRecorded(const Take& take) {
 bool isBetter(const Take& a, const Take& b) {
   const int sureA = surePresets(a);
   const int sureB = surePresets(b);
-  return sureA != sureB ? sureA > sureB : sumOfMargins(a) > sumOfMargins(b);
+  if (sureA != sureB) {
+    return sureA > sureB;
+  }
+  return a.beginningIsSure != b.beginningIsSure ? a.beginningIsSure
+                                                : sumOfMargins(a) > sumOfMargins(b);
 }
 
 /// Whether two takes from one recording are of one dump: most of the shorter lies within the

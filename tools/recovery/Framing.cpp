@@ -285,9 +285,8 @@ class Framer {
               std::size_t end) const {
     const double fewest =
         beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader;
-    const bool isPlain = isSure && beginning.leaderOnes >= shortestLeader;
     return data.size() >= fewestBits && firmPart(beginning.firstBit, end) >= fewest &&
-           (isPlain || !isSteady(data));
+           (isSure || !isSteady(data));
   }
 
   /// Whether the tones begin with a few ones, a zero and then just the data.
