@@ -55,14 +55,6 @@ double sumOfMargins(const Take& take) {
   return sum;
 }
 
-int surePresets(const Take& take) {
-  int count = 0;
-  for (int preset = 0; preset < presetCount; ++preset) {
-    count += isSure(take, preset) ? 1 : 0;
-  }
-  return count;
-}
-
 bool isAllRecorded(const Take& take) {
   return std::none_of(take.bits.begin(), take.bits.end(),
                       [](const BitReading& bit) { return bit.value < 0; });
@@ -263,6 +255,14 @@ int BankReading::count(Verdict verdict) const {
   return static_cast<int>(
       std::count_if(presets.begin(), presets.end(),
                     [verdict](const PresetReading& preset) { return preset.verdict == verdict; }));
+}
+
+int surePresets(const Take& take) {
+  int count = 0;
+  for (int preset = 0; preset < presetCount; ++preset) {
+    count += isSure(take, preset) ? 1 : 0;
+  }
+  return count;
 }
 
 DifferentDumps findDifferentDumps(std::span<const Take> takes) {

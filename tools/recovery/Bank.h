@@ -65,6 +65,9 @@ BankReading readBank(std::span<const Take> takes);
 /// take stays and gets those presets from the other that only the other is sure of.
 std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others);
 
+/// How many presets of a take are sure, by that alone.
+int surePresets(const Take& take);
+
 /// The index of the best of the dumps found in one recording: the one with the most sure presets,
 /// then the largest margins; but a whole dump does not yield to a later one that is sure of only a
 /// few more. -1 where there are none.

@@ -37,15 +37,6 @@ Fit findFit(const std::vector<float>& first, const std::vector<float>& second, i
   return fit;
 }
 
-/// The root mean square around each sample.
-std::vector<float> levelsOf(const std::vector<float>& samples, std::size_t reach) {
-  const std::vector<double> squares = meanSquares(samples, reach);
-  std::vector<float> levels(squares.size());
-  std::transform(squares.begin(), squares.end(), levels.begin(),
-                 [](double square) { return static_cast<float>(std::sqrt(square)); });
-  return levels;
-}
-
 }  // namespace
 
 std::vector<float> mixChannels(const std::vector<float>& first, const std::vector<float>& second,
@@ -56,8 +47,8 @@ std::vector<float> mixChannels(const std::vector<float>& first, const std::vecto
   removeBass(b, sampleRate);
   const Fit fit = findFit(a, b, static_cast<int>(longestLag * sampleRate));
   const auto reach = static_cast<std::size_t>(levelReach * sampleRate);
-  const std::vector<float> firstLevels = levelsOf(a, reach);
-  const std::vector<float> secondLevels = levelsOf(b, reach);
+  const std::vector<float> firstLevels = levelsAround(a, reach, 1.0);
+  const std::vector<float> secondLevels = levelsAround(b, reach, 1.0);
   std::vector<float> mix = first;
   const auto size = static_cast<std::ptrdiff_t>(std::min(first.size(), second.size()));
   for (std::ptrdiff_t i = std::max(0, -fit.lag); i < size - std::max(0, fit.lag); ++i) {

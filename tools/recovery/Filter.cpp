@@ -21,14 +21,6 @@ constexpr double medianReach = 0.3;  // seconds to either side
 constexpr float weakest = 0.1F;      // part of the usual level down to which a level is evened
 constexpr float clickLimit = 2.5F;   // times the level
 
-double energyOf(const std::vector<float>& samples) {
-  double energy = 0.0;
-  for (const float sample : samples) {
-    energy += static_cast<double>(sample) * static_cast<double>(sample);
-  }
-  return energy;
-}
-
 }  // namespace
 
 Biquad Biquad::lowPass(double corner, double sampleRate) {
@@ -65,6 +57,14 @@ std::vector<float> bandOf(const std::vector<float>& samples, Band band, double s
   return result;
 }
 
+double energyOf(const std::vector<float>& samples) {
+  double energy = 0.0;
+  for (const float sample : samples) {
+    energy += static_cast<double>(sample) * static_cast<double>(sample);
+  }
+  return energy;
+}
+
 std::vector<double> meanSquares(const std::vector<float>& samples, std::size_t reach) {
   std::vector<double> sums(samples.size() + 1, 0.0);
   for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -78,6 +78,16 @@ std::vector<double> meanSquares(const std::vector<float>& samples, std::size_t r
     means[i] = (sums[end] - sums[begin]) / static_cast<double>(end - begin);
   }
   return means;
+}
+
+std::vector<float> levelsAround(const std::vector<float>& samples, std::size_t reach,
+                                double factor) {
+  const std::vector<double> squares = meanSquares(samples, reach);
+  std::vector<float> levels(squares.size());
+  std::transform(squares.begin(), squares.end(), levels.begin(), [factor](double square) {
+    return static_cast<float>(std::sqrt(factor * square));
+  });
+  return levels;
 }
 
 void removeBass(std::vector<float>& samples, double sampleRate) {

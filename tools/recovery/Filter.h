@@ -42,8 +42,16 @@ inline constexpr Band highTone{1050.0, 3000.0};
 /// What `samples` hold of a band.
 std::vector<float> bandOf(const std::vector<float>& samples, Band band, double sampleRate);
 
+/// The sum of the squares.
+double energyOf(const std::vector<float>& samples);
+
 /// The mean square of the samples up to `reach` to either side of each.
 std::vector<double> meanSquares(const std::vector<float>& samples, std::size_t reach);
+
+/// The root of `factor` times the mean square around each sample: 1.0 gives the root mean square,
+/// 2.0 the height of a sine as loud.
+std::vector<float> levelsAround(const std::vector<float>& samples, std::size_t reach,
+                                double factor);
 
 /// Takes away what lies below the tones (DC, hum, rumble), without a shift of phase.
 void removeBass(std::vector<float>& samples, double sampleRate);

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <numeric>
 #include <optional>
-#include <span>
 #include <utility>
 
 #include "recovery/Bank.h"
@@ -80,7 +78,7 @@ bool isWhole(const std::vector<Take>& takes, double duration) {
   double left = duration;
   bool isAnyWhole = false;
   for (const Take& take : takes) {
-    if (readBank(std::span(&take, 1)).count(Verdict::Sure) == presetCount) {
+    if (surePresets(take) == presetCount) {
       const Span span = recordedSpan(take);
       left -= span.end - span.start;
       isAnyWhole = true;
@@ -120,12 +118,8 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
 }
 
 float levelOf(const std::vector<float>& samples) {
-  double energy = 0.0;
-  for (const float sample : samples) {
-    energy += static_cast<double>(sample) * static_cast<double>(sample);
-  }
   return static_cast<float>(
-      std::sqrt(energy / static_cast<double>(std::max<std::size_t>(1, samples.size()))));
+      std::sqrt(energyOf(samples) / static_cast<double>(std::max<std::size_t>(1, samples.size()))));
 }
 
 }  // namespace

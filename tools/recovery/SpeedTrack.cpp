@@ -38,11 +38,7 @@ struct Cycle {
 /// the other tone's waves is high, but holds little energy.
 std::vector<float> heightsOf(const std::vector<float>& tone, double rate) {
   constexpr double reach = 0.0007;  // seconds
-  const std::vector<double> squares = meanSquares(tone, static_cast<std::size_t>(reach * rate));
-  std::vector<float> heights(tone.size());
-  std::transform(squares.begin(), squares.end(), heights.begin(),
-                 [](double square) { return static_cast<float>(std::sqrt(2.0 * square)); });
-  return heights;
+  return levelsAround(tone, static_cast<std::size_t>(reach * rate), 2.0);
 }
 
 /// The cycles of `tone`, between crossings in the same direction, where it outweighs `other`.

@@ -5,6 +5,7 @@
 #include <complex>
 #include <numbers>
 
+#include "recovery/Filter.h"
 #include "recovery/Take.h"
 
 namespace recovery {
@@ -109,11 +110,7 @@ double Waves::shareOf(const std::vector<float>& wave, double cycles) {
 }
 
 void Waves::normalise(std::vector<float>& wave) {
-  double energy = 0.0;
-  for (const float sample : wave) {
-    energy += static_cast<double>(sample) * static_cast<double>(sample);
-  }
-  const auto factor = static_cast<float>(1.0 / std::sqrt(std::max(energy, 1.0e-12)));
+  const auto factor = static_cast<float>(1.0 / std::sqrt(std::max(energyOf(wave), 1.0e-12)));
   for (float& sample : wave) {
     sample *= factor;
   }
