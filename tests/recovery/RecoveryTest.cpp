@@ -321,6 +321,16 @@ TEST(RecoveryTest, DoubtsALongSilentDropOut) {
   }
 }
 
+TEST(RecoveryTest, ReadsTheSignsOfWhatIsFarTooFaint) {
+  RealRecording recording = record({});
+  for (std::size_t i = 0; i < 6'000; ++i) {
+    recording.samples[800'000 + i] *= 1.0e-5F;
+  }
+  const BankReading reading = read(search(recording));
+  EXPECT_LT(reading.count(Verdict::Sure), presetCount);
+  EXPECT_EQ(bytesOf(reading.bank), bytesOf(randomBank(1)));
+}
+
 TEST(RecoveryTest, LetsTakesHelpEachOther) {
   const Take first = onlyTake(record({.hiss = 45.0, .dropOuts = {{0.21, 0.06, 80.0}}}));
   const Take second = onlyTake(record({.hiss = 45.0, .dropOuts = {{0.71, 0.06, 80.0}}}));
@@ -476,6 +486,21 @@ TEST(BankTest, DoubtsWhatTwoTakesReadDifferently) {
   const std::vector<Take> merged = mergeTakes({takeOfOnes(1000.0F)}, {other});
   ASSERT_THAT(merged, SizeIs(1));
   EXPECT_EQ(read(merged).presets[0].verdict, Verdict::Doubtful);
+}
+
+TEST(BankTest, TakesTheOpinionThatHasTheSureOnesRight) {
+  PresetBank other;
+  other.fill('\xFF');
+  other[0] = '\xFD';  // bit 6
+  Take take = unsureTake(1, 10.0F, 0.0);
+  takeOpinion(take, other);
+  EXPECT_EQ(read({take}).bank[0], '\xFD');
+  EXPECT_EQ(read({take}).presets[0].verdict, Verdict::Doubtful);
+
+  other[0] = '\xFB';
+  other[presetBankSize - 1] = '\xFE';  // wrong in a sure preset
+  takeOpinion(take, other);
+  EXPECT_EQ(read({take}).bank[0], '\xFD');
 }
 
 TEST(BankTest, KeepsTakesApartThatHardlyOverlap) {

@@ -319,6 +319,30 @@ std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& o
   return takes;
 }
 
+void takeOpinion(Take& take, const PresetBank& other) {
+  const auto differs = [&other](const BitReading& bit, std::size_t index) {
+    return bit.value != ((other[index / 8] >> (7 - index % 8)) & 1);
+  };
+  std::vector<std::size_t> doubted;
+  for (std::size_t i = 0; i < take.bits.size(); ++i) {
+    const BitReading& bit = take.bits[i];
+    if (bit.value < 0 || !differs(bit, i)) {
+      continue;
+    }
+    if (isSure(take, static_cast<int>(i) / bitsPerPreset)) {
+      return;
+    }
+    doubted.push_back(i);
+  }
+  if (surePresets(take) == 0) {
+    return;
+  }
+  for (const std::size_t i : doubted) {
+    take.bits[i].value = static_cast<std::int8_t>(1 - take.bits[i].value);
+    take.bits[i].margin = 0.0F;
+  }
+}
+
 int bestTake(std::span<const Take> takes) {
   constexpr int few = 4;  // doubtful presets for which a whole dump does not yield to a later one
   int best = -1;

@@ -65,6 +65,10 @@ BankReading readBank(std::span<const Take> takes);
 /// take stays and gets those presets from the other that only the other is sure of.
 std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others);
 
+/// Takes the doubtful presets of a take from another reading of it, where that has the sure ones
+/// right. They stay doubtful.
+void takeOpinion(Take& take, const PresetBank& other);
+
 /// How many presets of a take are sure, by that alone.
 int surePresets(const Take& take);
 

@@ -1,7 +1,6 @@
 #include "recovery/ConverterReading.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "tape/TapeDataReader.h"
 
@@ -23,12 +22,17 @@ class SearchingReader : public TapeDataReader {
 
 }  // namespace
 
+PresetBank readBySigns(std::vector<float> samples) {
+  TapeDataReader reader;
+  reader.readPresetData(samples.data(), static_cast<int>(samples.size()));
+  PresetBank bank{};
+  reader.getRawPresetBankBytes(bank.data());
+  return bank;
+}
+
 ConverterReading readAsConverter(const float* samples, int count, const PresetBank& bank) {
   std::vector<float> copy(samples, samples + std::max(count, 0));
-  TapeDataReader reader;
-  reader.readPresetData(copy.data(), count);
-  PresetBank read{};
-  reader.getRawPresetBankBytes(read.data());
+  const PresetBank read = readBySigns(copy);
 
   ConverterReading reading;
   for (int preset = 0; preset < presetCount; ++preset) {

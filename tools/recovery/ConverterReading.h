@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <vector>
 
 #include "preset/PresetBank.h"
 
@@ -12,6 +13,10 @@ struct ConverterReading {
   std::array<bool, presetCount> isWrong{};
   double dataStart = -1.0;  // seconds: where it takes the data to begin; below 0 if nowhere
 };
+
+/// The bank that the converter's own tape reader finds in the samples of one channel, taken for
+/// 44,100 a second: by their signs alone. At most 16,777,216 samples: it never ends on more.
+PresetBank readBySigns(std::vector<float> samples);
 
 /// Reads the first `count` samples of one channel, taken for 44,100 a second, as the converter
 /// does, and compares the result with `bank`. The samples are only read. At most 16,777,216 of

@@ -9,6 +9,7 @@
 
 #include "recovery/Bank.h"
 #include "recovery/Channels.h"
+#include "recovery/ConverterReading.h"
 #include "recovery/RegionReader.h"
 #include "recovery/Regions.h"
 
@@ -18,6 +19,7 @@ namespace {
 
 constexpr double lowestRate = 4000.0;
 constexpr double highestRate = 1.0e6;
+constexpr double highestSignRate = 50000.0;  // at which the tones still suit the converter's reader
 constexpr std::size_t mostLevels = 4000;
 constexpr double firstLevelStep = 0.01;    // seconds
 constexpr double tailSeconds = 1.0;        // dropped from the front at once, at least
@@ -154,8 +156,9 @@ struct DumpSearch::State {
     Decimator decimator;
     ToneDetector detector;
     ClipMeter clips;
-    std::vector<float> kept;  // decimated, from the sample `dropped` on
-    std::vector<bool> flags;  // of the blocks that are not yet searched
+    std::vector<float> kept;      // decimated, from the sample `dropped` on
+    std::vector<float> recorded;  // the same as recorded, where the converter could read it
+    std::vector<bool> flags;      // of the blocks that are not yet searched
     float peak = 0.0F;
   };
 
@@ -167,7 +170,7 @@ struct DumpSearch::State {
       const std::size_t blockFrames =
           detector.blockLength() * static_cast<std::size_t>(decimator.factor());
       channels.push_back(
-          {std::move(decimator), detector, ClipMeter(sampleRate, blockFrames), {}, {}, 0.0F});
+          {std::move(decimator), detector, ClipMeter(sampleRate, blockFrames), {}, {}, {}, 0.0F});
     }
   }
 
@@ -183,6 +186,9 @@ struct DumpSearch::State {
         channels[c].clips.add(sample);
         channels[c].peak = std::max(channels[c].peak, std::abs(sample));
         highest = std::max(highest, std::abs(sample));
+        if (rate <= highestSignRate) {
+          channels[c].recorded.push_back(sample);
+        }
       }
       levels.add(highest);
     }
@@ -217,6 +223,7 @@ struct DumpSearch::State {
     std::vector<Take> found = readRegion(region, keptRate());
     for (Take& take : found) {
       moveTo(take, static_cast<double>(begin) / keptRate());
+      askSigns(take);
       const auto blockAt = [&](double time) {
         return static_cast<std::size_t>(time * keptRate()) / blockLength();
       };
@@ -227,6 +234,26 @@ struct DumpSearch::State {
     takes = mergeTakes(std::move(takes), found);
   }
 
+  /// Lets the signs of the samples as recorded decide where a take is doubtful: what the converter
+  /// reads right is read here, too, however faint it is.
+  void askSigns(Take& take) const {
+    constexpr double lead = 0.01;  // seconds
+    const std::vector<float>& recorded =
+        channels[static_cast<std::size_t>(take.channelIndex)].recorded;
+    const double start = (take.leader.start - lead) * rate - static_cast<double>(firstKept());
+    if (recorded.empty() || surePresets(take) == presetCount) {
+      return;
+    }
+    const auto first = std::min(static_cast<std::size_t>(std::max(start, 0.0)), recorded.size());
+    takeOpinion(
+        take, readBySigns({recorded.begin() + static_cast<std::ptrdiff_t>(first), recorded.end()}));
+  }
+
+  /// The frame that the first sample kept stands for.
+  std::size_t firstKept() const {
+    return dropped * static_cast<std::size_t>(channels.front().decimator.factor());
+  }
+
   /// Forgets what no region can need any more.
   void forget() {
     const std::size_t needed = finder.firstNeeded() * blockLength();
@@ -234,8 +261,12 @@ struct DumpSearch::State {
       return;
     }
     for (Channel& channel : channels) {
-      channel.kept.erase(channel.kept.begin(),
-                         channel.kept.begin() + static_cast<std::ptrdiff_t>(needed - dropped));
+      const auto count = static_cast<std::ptrdiff_t>(needed - dropped);
+      channel.kept.erase(channel.kept.begin(), channel.kept.begin() + count);
+      if (!channel.recorded.empty()) {
+        channel.recorded.erase(channel.recorded.begin(),
+                               channel.recorded.begin() + count * channel.decimator.factor());
+      }
     }
     dropped = needed;
   }
