@@ -107,9 +107,7 @@ test("what is taken is what the programs write", async () => {
   assert.deepEqual(await taken("syx"), readFileSync(file("bank.syx")));
   assert.deepEqual(await taken("wav"), readFileSync(file("tape.wav")));
   assert.equal((await taken("html")).toString().match(/id="preset\d-\d"/g).length, 40);
-  const card = await page.innerHTML(".card");
   await page.check("input[value='1']");
-  await page.waitForFunction((old) => document.querySelector(".card").innerHTML !== old, card);
   assert.deepEqual(filesInZip(await taken("zip")), filesIn("revision1"));
 });
 

@@ -9,7 +9,6 @@
 
 #include "files/SysexFile.h"
 #include "page/Heard.h"
-#include "preset/K7_PresetRevisionConverter.h"
 #include "preset/Kestrel7SysexReaderWriter.h"
 #include "preset/PresetBank.h"
 #include "recovery/Bank.h"
@@ -151,8 +150,6 @@ EXPORT(readBankFile) int readBankFile() {
 }
 
 EXPORT(json) int json() { return answer(report::jsonReport(session.results)); }
-
-EXPORT(advice) int advice() { return answer(report::advice(session.results)); }
 
 /// What a recording is, such as "WAV, 16-bit PCM, 44,100 Hz, mono, 0:31.600".
 EXPORT(format) int format(int recording) {

@@ -9,7 +9,7 @@ const byId = (id) => document.getElementById(id);
 const bytesOf = (id) => Uint8Array.from(atob(byId(id).textContent), (letter) => letter.charCodeAt(0));
 
 const core = WebAssembly.compile(fflate.gunzipSync(bytesOf("core")));
-let shown = null; // { session, report, cards, notes, name }; name is that of the first file
+let shown = null; // { session, report, cards by revision, notes, name of the first file }
 let work = null; // the session that reads at the moment
 
 const cards = new Cards((record) => {
@@ -68,7 +68,7 @@ async function open(choose) {
     files = await choose(session);
     const notes = await Promise.race([read(session, files), session.over]);
     const report = await session.call("results");
-    const drawings = await session.call("cards", revision());
+    const drawings = { 1: await session.call("cards", 1), 3: await session.call("cards", 3) };
     shown?.session.end();
     shown = { session, report, cards: drawings, notes, name: files[0].name };
     showResults();
@@ -100,7 +100,7 @@ function sentenceOf(error, files) {
 /** Reads a bank or recordings into the session; returns notes to show with the results. */
 async function read(session, files) {
   if (files.length === 0) {
-    throw new Sentence("That is no file. Choose recordings or a bank.");
+    throw new Sentence("That is not a file. Choose recordings or a bank.");
   }
   const isBank = ({ name }) => /\.(syx|sysex)$/i.test(name);
   const bank = files.find(isBank);
@@ -164,7 +164,7 @@ function showResults() {
   byId("troubles").hidden = isBank;
   document.querySelector("[data-file=html]").hidden = isBank;
   cards.reset();
-  cards.show(shown.cards, report.presets);
+  showCards();
   const options = report.recordings.map(({ name }) => new Option(name));
   byId("recordings").replaceChildren(...options);
   byId("choice").hidden = options.length < 2;
@@ -259,18 +259,20 @@ byId("wave-buttons").addEventListener("click", ({ target }) => views[target.data
 
 // Saving the presets
 
-function revision() {
-  return Number(document.querySelector("[name=revision]:checked").value);
+/** The cards of the revision chosen. */
+function chosenCards() {
+  return shown.cards[document.querySelector("[name=revision]:checked").value];
 }
 
-document.querySelector("fieldset").addEventListener("change", async () => {
-  shown.cards = await shown.session.call("cards", revision());
-  cards.show(shown.cards, shown.report.presets);
-});
+function showCards() {
+  cards.show(chosenCards(), shown.report.presets);
+}
+
+document.querySelector("fieldset").addEventListener("change", showCards);
 
 byId("save").addEventListener("click", async ({ target }) => {
   if (target.dataset.file) {
     const baseName = shown.name.replace(/\.[^.]*$/, "");
-    await download(target.dataset.file, shown.session, shown.cards, shown.report.presets, baseName);
+    await download(target.dataset.file, shown.session, chosenCards(), shown.report.presets, baseName);
   }
 });

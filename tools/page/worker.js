@@ -91,7 +91,6 @@ const functions = {
   /** The report as an object, with the bits, the wave and the format of each recording; can be called once. */
   results() {
     const report = JSON.parse(textFrom(core.json()));
-    report.advice = textFrom(core.advice());
     report.recordings.forEach((recording, i) => {
       const place = core.bits(i);
       recording.bits = place ? new Float64Array(core.memory.buffer, place, 3 * bitCount).slice() : null;
