@@ -126,11 +126,16 @@ class Joiner {
   }
 
  private:
+  /// Of the kind that the run is of.
+  std::size_t halfPeriodsPerBit() const {
+    return static_cast<std::size_t>(run.front().kind == Kind::Short ? shortsPerOneBit
+                                                                    : longsPerZeroBit);
+  }
+
   /// Makes bits of the run. The first run of a chain may begin within a bit; its last one may end
   /// within one; any other must hold whole bits, or the chain is broken.
   void endRun(bool isLast) {
-    const auto perBit = static_cast<std::size_t>(run.front().kind == Kind::Short ? shortsPerOneBit
-                                                                                 : longsPerZeroBit);
+    const std::size_t perBit = halfPeriodsPerBit();
     const std::size_t rest = run.size() % perBit;
     std::size_t first = 0;
     if (rest != 0 && !isFirstRunDone) {
@@ -151,8 +156,7 @@ class Joiner {
 
   void endChain(bool inSilence) {
     if (!run.empty()) {
-      const auto perBit = static_cast<std::size_t>(
-          run.front().kind == Kind::Short ? shortsPerOneBit : longsPerZeroBit);
+      const std::size_t perBit = halfPeriodsPerBit();
       if (inSilence && isFirstRunDone && run.size() % perBit == perBit - 1) {
         // No crossing closes the last half-period before silence.
         run.push_back(run.back());

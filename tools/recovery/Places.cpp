@@ -21,7 +21,7 @@ const BitSequence::Stretch* stretchAt(const BitSequence& sequence, double time) 
   return nullptr;
 }
 
-/// The most likely reading of a stretch with more or fewer bits, if it is as good as not worse.
+/// The likeliest reading of a stretch with more or fewer bits; null if each is surely worse.
 const BitSequence::Stretch::Reading* likelyCount(const BitSequence::Stretch& stretch) {
   const BitSequence::Stretch::Reading* likely = nullptr;
   for (std::size_t i = 0; i < stretch.readings.size(); ++i) {

@@ -57,7 +57,7 @@ double amplitudeAt(const std::vector<float>& samples, Window window, double freq
   return 2.0 * std::abs(sum) / std::max(size, 1.0);
 }
 
-/// The root of the mean square of each recorded bit, in `samples`; 0 where there is none.
+/// The root mean square of `samples` in each recorded bit; 0 where there is none.
 std::vector<double> bitLevels(const Take& take, const std::vector<float>& samples,
                               double sampleRate) {
   std::vector<double> levels(take.bits.size(), 0.0);
@@ -76,7 +76,7 @@ std::vector<double> bitLevels(const Take& take, const std::vector<float>& sample
   return levels;
 }
 
-/// What the usual level of the bits of each value is around the bit `k`.
+/// The median level of the bits around bit `k` that have its value.
 double usualLevel(const Take& take, const std::vector<double>& levels, std::size_t k) {
   constexpr std::size_t reach = 60;
   std::vector<double> same;
@@ -109,24 +109,30 @@ std::vector<DropOut> findDropOuts(const Take& take, const std::vector<double>& l
   return dropOuts;
 }
 
+/// The amplitude of a sine of `frequency`: the root mean square of those in `count` windows of
+/// `size` samples, which are spread over `whole`.
+double meanAmplitude(const std::vector<float>& samples, Window whole, std::size_t size,
+                     std::size_t count, double frequency, double sampleRate) {
+  double energy = 0.0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t begin = whole.begin + (whole.end - whole.begin - size) * i / (count - 1);
+    const double amplitude = amplitudeAt(samples, {begin, begin + size}, frequency, sampleRate);
+    energy += amplitude * amplitude;
+  }
+  return std::sqrt(energy / static_cast<double>(count));
+}
+
 /// Finds mains hum, with its first harmonics.
 void findHum(SignalFacts& facts, const std::vector<float>& samples, Window window,
              double sampleRate, double toneAmplitude) {
   constexpr std::array<double, 2> mains{50.0, 60.0};
-  constexpr std::size_t pieces = 6;
+  constexpr std::size_t windows = 6;
   const auto size = static_cast<std::size_t>(sampleRate);
   if (window.end - window.begin < size) {
     return;
   }
   const auto mean = [&](double frequency) {
-    double sum = 0.0;
-    for (std::size_t piece = 0; piece < pieces; ++piece) {
-      const std::size_t begin =
-          window.begin + (window.end - window.begin - size) * piece / (pieces - 1);
-      const double amplitude = amplitudeAt(samples, {begin, begin + size}, frequency, sampleRate);
-      sum += amplitude * amplitude;
-    }
-    return std::sqrt(sum / pieces);
+    return meanAmplitude(samples, window, size, windows, frequency, sampleRate);
   };
   double loudest = 0.0;
   for (const double frequency : mains) {
@@ -160,14 +166,8 @@ std::vector<float> measureSpectrum(const std::vector<float>& samples, Window win
     if (frequency >= sampleRate / 2.0) {
       break;
     }
-    double energy = 0.0;
-    for (std::size_t piece = 0; piece < spectrumWindows; ++piece) {
-      const std::size_t begin =
-          window.begin + (window.end - window.begin - size) * piece / (spectrumWindows - 1);
-      const double amplitude = amplitudeAt(samples, {begin, begin + size}, frequency, sampleRate);
-      energy += amplitude * amplitude;
-    }
-    spectrum[i] = static_cast<float>(decibels(std::sqrt(energy / spectrumWindows)));
+    spectrum[i] = static_cast<float>(
+        decibels(meanAmplitude(samples, window, size, spectrumWindows, frequency, sampleRate)));
   }
   return spectrum;
 }
