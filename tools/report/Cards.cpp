@@ -441,7 +441,9 @@ std::string cardLegend(const PresetBank& bank, int record) {
   constexpr double textLeft = cardRight + 34;
   constexpr double top = 28.0;
   std::string result = svgText("0", 8, 17, "text bold", "How to read a card");
-  result += element("g", {{"transform", "translate(0 28) scale(1.8)"}}, card(bank, record));
+  result += element(
+      "g", {{"transform", "translate(0 " + coordinate(top) + ") scale(" + coordinate(scale) + ")"}},
+      card(bank, record));
 
   const auto note = [&](double y, const std::vector<std::string>& lines) {
     const double middle = top + scale * y;

@@ -68,7 +68,6 @@ constexpr std::array<Rule, 20> rules{{
 }};
 
 constexpr double statedDropOutDepth = 10.0;  // dB, a shallower one is no harm
-constexpr double atDropOut = 0.01;           // seconds: a worst bit this near lies at a drop-out
 constexpr double muchLouder = 10.0;          // dB, of another channel than the one that was read
 constexpr double likeRounding = 6.0;         // dB above the least noise of rounding
 constexpr double halfBorne = 0.5;  // of what the converter bears: may well be why it fails
@@ -133,13 +132,6 @@ class Finder {
                likeRounding;
   }
 
-  bool isAtDropOut(double time) const {
-    return std::any_of(
-        take.dropOuts.begin(), take.dropOuts.end(), [time](const recovery::DropOut& dropOut) {
-          return time > dropOut.span.start - atDropOut && time < dropOut.span.end + atDropOut;
-        });
-  }
-
   /// Why it is not sure where the data begin.
   Cause beginningCause() const {
     if (dataStart(take) < 0.0) {
@@ -148,14 +140,8 @@ class Finder {
     return lacksLeader() ? Cause::NoLeader : Cause::Unclear;
   }
 
-  /// What covers the tones at a time.
-  Cause coverAt(double time) const {
-    if (isAtDropOut(time)) {
-      return Cause::DropOut;
-    }
-    if (!take.beginningIsSure) {
-      return beginningCause();
-    }
+  /// What covers the tones where they sound.
+  Cause cover() const {
     if (take.signal.humFrequency > 0.0 && measures.humLevel > measures.noiseLevel &&
         measures.humLevel >= ruleOf(Cause::Hum).stated) {
       return Cause::Hum;
@@ -175,12 +161,12 @@ class Finder {
   }
 
   /// The cause that a preset's reason speaks of in this recording.
-  Cause causeOf(recovery::Reason reason, int record, double worstTime) const {
+  Cause causeOf(recovery::Reason reason, int record) const {
     switch (reason) {
       case recovery::Reason::DropOut:
         return Cause::DropOut;
       case recovery::Reason::Count:
-        return take.dropOuts.empty() ? coverAt(worstTime) : Cause::DropOut;
+        return take.dropOuts.empty() ? cover() : Cause::DropOut;
       case recovery::Reason::Beginning:
         return beginningCause();
       case recovery::Reason::NotRecorded:
@@ -191,7 +177,7 @@ class Finder {
       case recovery::Reason::TakesDisagree:
         break;
     }
-    return coverAt(worstTime);
+    return cover();
   }
 
   /// The first record of which any bit was recorded.
@@ -208,7 +194,7 @@ class Finder {
       if (preset.verdict != recovery::Verdict::Sure &&
           preset.reason != recovery::Reason::TakesDisagree &&
           recordingOfTake(results, preset.take) == static_cast<int>(index)) {
-        ++counts[static_cast<std::size_t>(causeOf(preset.reason, record, preset.worstTime))];
+        ++counts[static_cast<std::size_t>(causeOf(preset.reason, record))];
       }
     }
     return counts;
@@ -397,14 +383,11 @@ class Finder {
   void findSpeed() {
     const recovery::SignalFacts& signal = take.signal;
     const double rate = recording.facts.sampleRate;
-    const double slow = 100.0 * (1.0 - measures.speed);
-    if (slow > 0.0) {
-      stateFrom(Cause::Slow, slow, "the tape runs " + decimal(slow, 1) + " % slow",
-                correctionOf(measures.speed));
-    } else {
-      stateFrom(Cause::Fast, -slow, "the tape runs " + decimal(-slow, 1) + " % fast",
-                correctionOf(measures.speed));
-    }
+    const bool isSlow = measures.speed < 1.0;
+    const double error = 100.0 * std::abs(1.0 - measures.speed);
+    stateFrom(isSlow ? Cause::Slow : Cause::Fast, error,
+              "the tape runs " + decimal(error, 1) + (isSlow ? " % slow" : " % fast"),
+              correctionOf(measures.speed));
     stateFrom(Cause::UnsteadySpeed, 100.0 * signal.speedWander,
               "the speed wanders by " + decimal(100.0 * signal.speedWander, 1) + " % up and down");
     const SpeedRange borne = speedsForConverter(recording, measures);
@@ -477,7 +460,7 @@ class Finder {
   void findFile() {
     if (recording.isLossy) {
       state(Cause::LossyFile, take.signal.bandwidth, 0.0,
-            "the whole file is compressed with loss, as MP3 is");
+            "the whole file is lossily compressed, as MP3 is");
     }
   }
 
@@ -498,7 +481,7 @@ class Finder {
     if (recording.converter.outcome == ConverterOutcome::ReadsWrong && !isExplained) {
       const int count = measures.ignoredHalfPeriods;
       state(Cause::Unclear, 0.0, halfBorne,
-            count == 0 ? "why the converter fails is not plain"
+            count == 0 ? "why the converter fails is not clear"
                        : "the converter ignores " + counted(count, "half-period") +
                              ", as their lengths are not those of the tones");
       found.back().remedy = bankRemedy;

@@ -85,6 +85,11 @@ std::string label(double part, double y, std::string_view content,
   return svgText(percent(std::min(place, 0.998)), y, labelSize, classes, content, anchor);
 }
 
+/// Adds a point of a curve to the steps of its path.
+void addPoint(std::string& steps, double x, double y) {
+  steps += (steps.empty() ? "M" : "L") + coordinate(x) + " " + coordinate(y);
+}
+
 /// Times under a drawing, as few as fit a phone.
 std::string timeAxis(const Axis& time, double y) {
   constexpr std::array<double, 16> steps{0.002, 0.005, 0.01, 0.5,  1.0,   2.0,   5.0,    10.0,
@@ -215,8 +220,8 @@ std::string points(const std::vector<recovery::SpeedPoint>& speed, const Axis& t
   const std::size_t together = std::max<std::size_t>(1, speed.size() / mostColumns);
   std::string steps;
   for (std::size_t i = 0; i < speed.size(); i += together) {
-    steps += (steps.empty() ? "M" : "L") + coordinate(1000.0 * time.part(speed[i].time)) + " " +
-             coordinate(1000.0 * (1.0 - std::clamp(axis.part(speed[i].speed), 0.0, 1.0)));
+    addPoint(steps, 1000.0 * time.part(speed[i].time),
+             1000.0 * (1.0 - std::clamp(axis.part(speed[i].speed), 0.0, 1.0)));
   }
   return steps;
 }
@@ -318,8 +323,7 @@ std::string waveCurve(const recovery::WavePiece& wave) {
   std::string steps;
   for (std::size_t i = 0; i < wave.samples.size(); i += stride) {
     const double x = 1000.0 * static_cast<double>(i) / static_cast<double>(wave.samples.size());
-    steps += (steps.empty() ? "M" : "L") + coordinate(x) + " " +
-             coordinate(500.0 - 480.0 * wave.samples[i] / peak);
+    addPoint(steps, x, 500.0 - 480.0 * wave.samples[i] / peak);
   }
   return svgPath(steps, "curve");
 }
@@ -346,6 +350,7 @@ std::string drawingRules() {
          ".missing{fill:var(--paper);stroke:var(--miss);stroke-dasharray:2 2}"
          ".drop-out{fill:var(--miss)}"
          ".band{fill:var(--band)}"
+         ".hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt)}"
          ".curve{stroke:var(--ink);stroke-width:1.4;stroke-linejoin:round}"
          ".bars{fill:var(--ink)}"
          ".tone{stroke:var(--amp);stroke-dasharray:4 3}"
@@ -488,9 +493,8 @@ std::string spectrumDrawing(const Recording& recording, const Measures& measures
     const double y = std::clamp((top - levels[i]) / range, 0.0, 1.0);
     const auto here = static_cast<int>(x * mostColumns);
     highest = here == column ? std::min(highest, y) : y;
-    const std::string point = coordinate(1000.0 * x) + " " + coordinate(1000.0 * highest);
     if (here != column || i + 1 == levels.size()) {
-      steps += (steps.empty() ? "M" : "L") + point;
+      addPoint(steps, 1000.0 * x, 1000.0 * highest);
     }
     column = here;
   }

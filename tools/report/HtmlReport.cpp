@@ -50,7 +50,6 @@ font-variant-numeric:tabular-nums}
 .key svg{display:inline-block;width:22px;height:12px;margin-right:4px;vertical-align:baseline}
 input[name=revision]{margin:0 6px 0 0}label{margin-right:20px}
 #revision1:checked~.cards .of3,#revision3:checked~.cards .of1{display:none}
-.hatch-ground{fill:var(--paper)}.hatch-line{stroke:var(--doubt)}
 @media (min-width:1000px){.pair{display:grid;grid-template-columns:1fr 1fr;gap:0 32px}}
 @media (max-width:500px){dl{grid-template-columns:1fr}dd{margin-bottom:6px}.grid{border-spacing:2px}
 .grid td{width:34px}.optional{display:none}}
@@ -155,7 +154,7 @@ std::string recordingSection(const Results& results, std::size_t index) {
   result += facts(results, recording, measures);
   const std::string keys =
       key("leader", "leader") + key("sure", "sure") + key("doubtful", "doubtful") +
-      "A triangle is a drop-out, a number that of a group." +
+      "A triangle is a drop-out, a number is that of a group." +
       (results.bank.count(recovery::Verdict::Missing) > 0 ? " Missing presets have no place in it."
                                                           : "");
   result += element("h3", "Level over time");

@@ -17,13 +17,17 @@ double ratioOf(double level) { return std::pow(10.0, level / 10.0); }
 
 double levelOf(double ratio) { return ratio > 0.0 ? 10.0 * std::log10(ratio) : -300.0; }
 
-/// The mean square of all between two frequencies. The window spreads each over 1.5 bins.
+/// The mean square that a step of the spectrum stands for. Its window spreads each frequency over
+/// 1.5 of them.
+double stepPower(double level) { return ratioOf(level) / 2.0 / 1.5; }
+
+/// The mean square of all between two frequencies.
 double power(const std::vector<float>& spectrum, double from, double to) {
   double sum = 0.0;
   for (std::size_t i = 0; i < spectrum.size(); ++i) {
     const double frequency = recovery::spectrumStep * static_cast<double>(i);
     if (frequency >= from && frequency < to && std::isfinite(spectrum[i])) {
-      sum += ratioOf(spectrum[i]) / 2.0 / 1.5;
+      sum += stepPower(spectrum[i]);
     }
   }
   return sum;
@@ -52,11 +56,11 @@ QuietPlaces quietPlaces(const recovery::Take& take) {
     return {};
   }
   std::sort(levels.begin(), levels.end());
-  const auto power = [](double level) {
-    return ratioOf(level) / 2.0 / 1.5 * bandWidth / recovery::spectrumStep;
+  const auto bandPower = [](double level) {
+    return stepPower(level) * bandWidth / recovery::spectrumStep;
   };
-  return {power(levels[levels.size() / 10] + quietTenth),
-          power(levels[levels.size() * 19 / 20] - besideHarmonics)};
+  return {bandPower(levels[levels.size() / 10] + quietTenth),
+          bandPower(levels[levels.size() * 19 / 20] - besideHarmonics)};
 }
 
 /// The median length of the bits of a value in seconds, or 0.
