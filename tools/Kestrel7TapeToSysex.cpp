@@ -58,8 +58,9 @@ std::string parse(int argc, char** argv, Options& options) {
                  "Audio file, or - for standard input; several are takes of one dump")
       ->type_name("")
       ->required();
-  app.add_option("-o", options.outputs,
-                 "Write a SysEx bank (.syx, .sysex) or a clean recording (.wav); may come twice")
+  app.add_option(
+         "-o", options.outputs,
+         "Write a SysEx bank (.syx, .sysex) or a clean recording (.wav); may be given twice")
       ->type_name("FILE")
       ->allow_extra_args(false);
   app.add_flag("--force", options.force, "Replace files that are there");
@@ -88,7 +89,7 @@ std::string parse(int argc, char** argv, Options& options) {
     const std::vector<std::string> unknown = app.remaining();
     throw Failure(Status::WrongUsage,
                   unknown.empty() ? std::string(error.what()) + "; see --help"
-                                  : unknown.front() + " is no option; see --help, or write ./" +
+                                  : unknown.front() + " is not an option; see --help, or write ./" +
                                         unknown.front() + " for a file of that name");
   }
   return "";
@@ -103,7 +104,7 @@ OutputFiles checkedOutputs(const Options& options) {
   for (const std::string& path : options.outputs) {
     if (!isSysexPath(path) && !path.ends_with(".wav")) {
       throw Failure(Status::WrongUsage,
-                    path + " does not end in .syx, .sysex or .wav; name it so for what you want");
+                    path + " does not end in .syx, .sysex or .wav; its name says what to write");
     }
     outputs.add(path, options.recordings);
   }
@@ -191,7 +192,7 @@ class Progress {
       line = std::to_string(std::min<std::int64_t>(100, 100 * framesRead / format.frames)) +
              " % searched";
     }
-    line = report::shown(report::shown(name).substr(0, lineWidth - 30)) + ": " + line;
+    line = report::shortened(report::shown(name), lineWidth - 30) + ": " + line;
     std::fprintf(stderr, "\r%-*s", lineWidth, line.c_str());
   }
 

@@ -112,7 +112,7 @@ void OutputFiles::add(const std::string& path, const std::vector<std::string>& i
       failToExist(path);
     }
     if (older.type() != fs::file_type::regular) {
-      fail(path, "what is there is no file; take another name");
+      fail(path, "what is there is not a file; take another name");
     }
   }
   const fs::path folder = folderOf(pathOf(path));

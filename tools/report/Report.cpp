@@ -1,5 +1,11 @@
 #include "report/Report.h"
 
+#include <algorithm>
+#include <utility>
+
+#include "report/Causes.h"
+#include "report/Words.h"
+
 namespace report {
 
 namespace {
@@ -41,6 +47,48 @@ int recordingOfTake(const Results& results, int take) {
   }
   const auto index = static_cast<std::size_t>(take);
   return index < indices.size() ? indices[index] : indices.front();
+}
+
+std::string verdict(const Results& results) {
+  const int sure = results.bank.count(recovery::Verdict::Sure);
+  const int doubtful = results.bank.count(recovery::Verdict::Doubtful);
+  const int missing = results.bank.count(recovery::Verdict::Missing);
+  if (!results.hasDump()) {
+    return "No dump was found.";
+  }
+  if (sure == presetCount) {
+    return "All 40 presets are sure.";
+  }
+  std::string sentence = sure == 0
+                             ? "No preset is sure"
+                             : counted(sure, "preset") + (sure == 1 ? " is" : " are") + " sure";
+  for (const auto& [number, word] :
+       {std::pair(doubtful, "doubtful"), std::pair(missing, "missing")}) {
+    if (number > 0) {
+      sentence += ", " + std::to_string(number) + " " + word;
+    }
+  }
+  return sentence + ".";
+}
+
+std::string advice(const Results& results) {
+  if (results.bank.count(recovery::Verdict::Sure) < presetCount) {
+    Finding worst;
+    for (std::size_t i = 0; i < results.recordings.size(); ++i) {
+      for (const Finding& finding : findings(results, i)) {
+        if (worst.remedy.empty() || finding.presets > worst.presets) {
+          worst = finding;
+        }
+      }
+    }
+    return worst.remedy;
+  }
+  const bool isRead =
+      std::all_of(results.recordings.begin(), results.recordings.end(), [](const Recording& r) {
+        return r.converter.outcome == ConverterOutcome::ReadsRight ||
+               r.converter.outcome == ConverterOutcome::NotTried;
+      });
+  return isRead ? "" : std::string("All sounds were read. ") + bankRemedy;
 }
 
 }  // namespace report

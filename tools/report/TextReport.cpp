@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "report/Causes.h"
@@ -34,18 +33,6 @@ std::string wrapped(const std::string& text, std::size_t indent) {
   return result + text.substr(start) + "\n";
 }
 
-/// A name, or the end of it if it is too long for a line.
-std::string shortened(const std::string& name) {
-  if (name.size() <= longestName) {
-    return name;
-  }
-  std::size_t start = name.size() - (longestName - 3);
-  while (start < name.size() && (static_cast<unsigned char>(name[start]) & 0xC0U) == 0x80U) {
-    ++start;  // not within a character
-  }
-  return "..." + name.substr(start);
-}
-
 /// The number of a recording ahead of what is said of it; empty where there is only one.
 std::string numberOf(const Results& results, std::size_t index) {
   return results.recordings.size() > 1 ? std::to_string(index + 1) + ". " : "";
@@ -67,9 +54,10 @@ std::string dumpLine(const Recording& recording) {
 
 std::string recordingLines(const Results& results, std::size_t index) {
   const Recording& recording = results.recordings[index];
-  std::string lines = wrapped(std::to_string(index + 1) + ". " + shortened(shown(recording.name)) +
-                                  ": " + formatSentence(recording),
-                              3);
+  std::string lines =
+      wrapped(std::to_string(index + 1) + ". " + shortened(shown(recording.name), longestName) +
+                  ": " + formatSentence(recording),
+              3);
   lines += wrapped("   " + dumpLine(recording), 3);
   if (recording.converter.outcome != ConverterOutcome::NotTried) {
     lines += wrapped("   the converter " + converterSentence(results, recording), 3);
@@ -149,48 +137,6 @@ std::string doubtfulLines(const Results& results) {
 }
 
 }  // namespace
-
-std::string verdict(const Results& results) {
-  const int sure = results.bank.count(recovery::Verdict::Sure);
-  const int doubtful = results.bank.count(recovery::Verdict::Doubtful);
-  const int missing = results.bank.count(recovery::Verdict::Missing);
-  if (!results.hasDump()) {
-    return "No dump was found.";
-  }
-  if (sure == presetCount) {
-    return "All 40 presets are sure.";
-  }
-  std::string sentence = sure == 0
-                             ? "No preset is sure"
-                             : counted(sure, "preset") + (sure == 1 ? " is" : " are") + " sure";
-  for (const auto& [number, word] :
-       {std::pair(doubtful, "doubtful"), std::pair(missing, "missing")}) {
-    if (number > 0) {
-      sentence += ", " + std::to_string(number) + " " + word;
-    }
-  }
-  return sentence + ".";
-}
-
-std::string advice(const Results& results) {
-  if (results.bank.count(recovery::Verdict::Sure) < presetCount) {
-    Finding worst;
-    for (std::size_t i = 0; i < results.recordings.size(); ++i) {
-      for (const Finding& finding : findings(results, i)) {
-        if (worst.remedy.empty() || finding.presets > worst.presets) {
-          worst = finding;
-        }
-      }
-    }
-    return worst.remedy;
-  }
-  const bool isRead =
-      std::all_of(results.recordings.begin(), results.recordings.end(), [](const Recording& r) {
-        return r.converter.outcome == ConverterOutcome::ReadsRight ||
-               r.converter.outcome == ConverterOutcome::NotTried;
-      });
-  return isRead ? "" : std::string("All sounds were read. ") + bankRemedy;
-}
 
 std::string textReport(const Results& results) {
   std::string lines = verdict(results);

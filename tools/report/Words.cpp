@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <cstdio>
 
 #include "preset/PresetBank.h"
@@ -108,6 +107,17 @@ std::string shown(std::string_view text) {
   return result;
 }
 
+std::string shortened(const std::string& name, std::size_t most) {
+  if (name.size() <= most) {
+    return name;
+  }
+  std::size_t start = name.size() - (most - 3);
+  while (isContinuation(name, start)) {
+    ++start;
+  }
+  return "..." + name.substr(start);
+}
+
 std::string escaped(std::string_view text) {
   std::string result;
   for (const char c : shown(text)) {
@@ -179,7 +189,7 @@ const char* reasonSentence(const recovery::PresetReading& preset) {
     case recovery::Reason::Noise:
       return "something covers the tones";
     case recovery::Reason::Count:
-      return "a bit may be lost or too many before it";
+      return "a bit may have been lost or gained before it";
     case recovery::Reason::Beginning:
       return beginningIsUnsure;
     case recovery::Reason::NotRecorded:
@@ -285,10 +295,10 @@ std::string converterSentence(const Results& results, const Recording& recording
   }
   const std::string why = answer.reason.empty() ? "" : "; " + shown(answer.reason);
   if (count == presetCount) {
-    return (isKnown ? "gets all presets wrong" : "reads all presets otherwise") + why;
+    return (isKnown ? "gets all presets wrong" : "reads all presets differently") + why;
   }
   return (isKnown ? "gets " + counted(count, "preset") + " wrong:"
-                  : "reads " + counted(count, "preset") + " otherwise:") +
+                  : "reads " + counted(count, "preset") + " differently:") +
          names + why;
 }
 

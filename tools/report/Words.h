@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -25,9 +26,11 @@ std::string counted(int count, std::string_view noun);
 /// Adds an item to a list such as "GLIDE, UNISON".
 void addToList(std::string& list, std::string_view item);
 
-/// `text` as valid UTF-8 without control characters; each byte that is part of neither becomes
-/// U+FFFD.
+/// `text` as valid UTF-8 without control characters; U+FFFD stands for each byte of anything else.
 std::string shown(std::string_view text);
+
+/// `name`, which is valid UTF-8, or the end of it where it has more than `most` bytes.
+std::string shortened(const std::string& name, std::size_t most);
 
 /// `shown(text)` for the content and the attributes of HTML and SVG.
 std::string escaped(std::string_view text);
