@@ -109,7 +109,7 @@ Recording dumpOf(Reader& input) {
   double left = 0.0;
   float sign = 1.0F;
   for (const HalfPeriod halfPeriod : dumpSignal(bank, leader)) {
-    const double length = (halfPeriod == HalfPeriod::Short ? 12.0 : 42.0) * 8000.0 / 44100.0;
+    const double length = nominalSamples(halfPeriod) * 8000.0 / nominalSampleRate;
     while (left < length) {
       samples.push_back(sign * static_cast<float>(std::sin(std::numbers::pi * left / length)));
       left += speed;

@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const ExpectedWav expected = expectedWav(textOf(data, size), largestAllocation);
   if (expected.outcome == WavOutcome::ArithmeticFault ||
       expected.outcome == WavOutcome::AboveRange || expected.outcome == WavOutcome::BelowRange) {
-    return 0;  // as intended, neither returns
+    return 0;  // as intended, none of them returns
   }
 
   file.write(textOf(data, size));

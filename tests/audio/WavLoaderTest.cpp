@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <new>
 #include <string>

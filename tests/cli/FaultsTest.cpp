@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "cli/ProgramTest.h"
 #include "signal/WavFile.h"

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "support/Banks.h"
 #include "support/Files.h"
