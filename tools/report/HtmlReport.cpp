@@ -97,7 +97,7 @@ std::string facts(const Results& results, const Recording& recording, const Meas
   const std::string number = dumpNumber(recording);
   result += entry("Dump", clock(span.start) + " to " + clock(span.end) +
                               (number.empty() ? "" : "; number " + number));
-  result += entry("Before it", beforeSentence(recording));
+  result += entry("Beginning", beforeSentence(recording));
   result += entry("Read from", sourceSentence(*take));
   result += entry("Leader", take->leaderOnes == 0
                                 ? "none seen"
@@ -164,8 +164,8 @@ std::string recordingSection(const Results& results, std::size_t index) {
                              "Speed of the tape; 100 % is the instrument's. The converter reads "
                              "speeds within the coloured band.");
   pairs += figure(halfPeriodDrawing(recording),
-                  "Lengths of the half-periods in samples, on a logarithmic scale. The converter "
-                  "reads only those within the two coloured bands.");
+                  "Lengths of the half-periods in samples; the heights are logarithmic. The "
+                  "converter reads only those within the two coloured bands.");
   pairs += figure(spectrumDrawing(recording, measures),
                   "Spectrum of the dump, with the tones of the bits 0 and 1 and with the hum if "
                   "there is any.");
