@@ -59,7 +59,7 @@ void checkTransferFiles(const std::string& bank, const Request& request) {
   for (int i = 0; i < written; ++i) {
     const std::string path = folder / transferName(i);
     const std::string record = bank.substr(24 * static_cast<std::size_t>(i), 24);
-    checkSame<char>(readFile(path), transferText(record), "transfer file");
+    checkSame<char>(readFile(path), expectedTransferText(record), "transfer file");
     std::filesystem::remove(path);
   }
   if (isBlocked) {

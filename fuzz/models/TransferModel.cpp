@@ -108,7 +108,7 @@ std::string expectedRev1(std::string_view rev3) {
   return rearranged(rev3, rev3Layout, rev1LayoutOnTheWayBack());
 }
 
-std::string transferText(std::string_view record) {
+std::string expectedTransferText(std::string_view record) {
   std::string text;
   for (std::size_t i = 0; i < recordSize; ++i) {
     const auto& [bit7, bits0to6] = rev3Layout[i];

@@ -9,4 +9,4 @@ std::string expectedRev3(std::string_view rev1);
 std::string expectedRev1(std::string_view rev3);
 
 /// The text of a transfer file for one 24-byte revision-3 record.
-std::string transferText(std::string_view record);
+std::string expectedTransferText(std::string_view record);

@@ -93,7 +93,7 @@ FileTree transferFiles(const std::string& folder, std::string_view bank, int cou
   FileTree files;
   for (int record = 0; record < count; ++record) {
     files.emplace(folder + "/" + transferName(record),
-                  transferText(bank.substr(static_cast<std::size_t>(24 * record), 24)));
+                  expectedTransferText(bank.substr(static_cast<std::size_t>(24 * record), 24)));
   }
   return files;
 }

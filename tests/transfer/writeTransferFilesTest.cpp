@@ -39,7 +39,7 @@ void expectCannotOpen(const std::string& outputFolder, const std::string& path) 
 void expectFiles(const TemporaryFolder& folder, const std::string& records, int count) {
   for (int i = 0; i < count; ++i) {
     EXPECT_EQ(readFile(folder / transferName(i)),
-              transferText(records.substr(24 * static_cast<std::size_t>(i), 24)))
+              expectedTransferText(records.substr(24 * static_cast<std::size_t>(i), 24)))
         << transferName(i);
   }
 }
@@ -81,7 +81,7 @@ TEST(WriteTransferFiles, WritesALineForEachSetting) {
   for (std::size_t byte = 0; byte < 24; ++byte) {
     for (const char value : {'\x80', '\x7F', '\x2A'}) {
       const std::string record = recordWith(byte, value);
-      EXPECT_EQ(textOf(record), transferText(record)) << "byte " << byte;
+      EXPECT_EQ(textOf(record), expectedTransferText(record)) << "byte " << byte;
     }
   }
 }
@@ -91,9 +91,9 @@ TEST(WriteTransferFiles, WritesFortyFilesInGroupsOfEight) {
   expectSuccess(bank, 40, folder.path());
   EXPECT_EQ(filesIn(folder.path()).size(), 40U);
   expectFiles(folder, bank, 40);
-  EXPECT_EQ(readFile(folder / "preset1-8.txt"), transferText(bank.substr(7 * 24, 24)));
-  EXPECT_EQ(readFile(folder / "preset2-1.txt"), transferText(bank.substr(8 * 24, 24)));
-  EXPECT_EQ(readFile(folder / "preset5-8.txt"), transferText(bank.substr(39 * 24, 24)));
+  EXPECT_EQ(readFile(folder / "preset1-8.txt"), expectedTransferText(bank.substr(7 * 24, 24)));
+  EXPECT_EQ(readFile(folder / "preset2-1.txt"), expectedTransferText(bank.substr(8 * 24, 24)));
+  EXPECT_EQ(readFile(folder / "preset5-8.txt"), expectedTransferText(bank.substr(39 * 24, 24)));
 }
 
 TEST(WriteTransferFiles, WritesAsManyFilesAsAskedFor) {
@@ -152,7 +152,7 @@ TEST(WriteTransferFiles, DoesNotNoticeAFullDevice) {
   const TemporaryFolder folder;
   std::filesystem::create_symlink("/dev/full", folder / "preset1-1.txt");
   expectSuccess(bank, 2, folder.path());
-  EXPECT_EQ(readFile(folder / "preset1-2.txt"), transferText(bank.substr(24, 24)));
+  EXPECT_EQ(readFile(folder / "preset1-2.txt"), expectedTransferText(bank.substr(24, 24)));
 }
 #endif
 
