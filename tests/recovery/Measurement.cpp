@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "recovery/ConverterReading.h"
+#include "support/Banks.h"
 #include "support/Search.h"
 
 namespace {
@@ -40,13 +41,11 @@ const RecordedDump* dumpBehind(const RealRecording& recording, const Take& take)
   return best;
 }
 
-std::string_view bytesIn(const PresetBank& bank) { return {bank.data(), bank.size()}; }
-
 void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcome) {
   outcome.whole = true;
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
     const bool isSure = reading.presets[preset].verdict == Verdict::Sure;
-    const bool right = isRight(reading, bytesIn(dump.bank), preset);
+    const bool right = isRight(reading, bytesOf(dump.bank), preset);
     if (!dump.isRecorded[preset]) {
       outcome.whole = outcome.whole && (!isSure || right);
       continue;
@@ -54,17 +53,12 @@ void judge(const BankReading& reading, const RecordedDump& dump, Outcome& outcom
     ++outcome.recorded;
     outcome.doubted += right && !isSure ? 1 : 0;
     outcome.lost += !right && !isSure ? 1 : 0;
-    if (!right) {
-      outcome.whole = false;
-      if (outcome.firstBadPreset < 0) {
-        outcome.firstBadPreset = static_cast<int>(preset);
-      }
-    }
+    outcome.whole = outcome.whole && right;
   }
 }
 
 bool converterReads(const RealRecording& recording) {
-  if (!recording.isPlainWav) {
+  if (!recording.isPlainWav || recording.mainDump < 0) {
     return false;
   }
   const std::vector<float> first = recording.firstChannel();
@@ -93,25 +87,11 @@ std::optional<Take> takeOfMainDump(const RealRecording& recording, const std::ve
   return {};
 }
 
-void add(Summary& summary, const Outcome& outcome) {
-  ++summary.recordings;
-  summary.whole += outcome.whole ? 1 : 0;
-  summary.converterWhole += outcome.converterWhole ? 1 : 0;
-  summary.onlyConverterWhole += outcome.converterWhole && !outcome.whole ? 1 : 0;
-  summary.found += outcome.found ? 1 : 0;
-  summary.sureAndWrong += outcome.sureAndWrong;
-  summary.recorded += outcome.recorded;
-  summary.doubted += outcome.doubted;
-  summary.lost += outcome.lost;
-  summary.seconds.push_back(outcome.seconds);
-}
-
 void print(const std::string& mixture, std::uint32_t seed, const Outcome& outcome) {
-  std::printf("%s %u: %s%s, sure and wrong %d, doubted %d, lost %d, first bad %d, %.2f s: %s\n",
-              mixture.c_str(), seed, outcome.whole ? "whole" : "not whole",
+  std::printf("%s %u: %s%s, sure and wrong %d, doubted %d, lost %d, %.2f s: %s\n", mixture.c_str(),
+              seed, outcome.whole ? "whole" : "not whole",
               outcome.converterWhole ? " (converter whole)" : "", outcome.sureAndWrong,
-              outcome.doubted, outcome.lost, outcome.firstBadPreset, outcome.seconds,
-              outcome.faults.c_str());
+              outcome.doubted, outcome.lost, outcome.seconds, outcome.faults.c_str());
   std::fflush(stdout);
 }
 
@@ -123,7 +103,7 @@ int sureAndWrong(const BankReading& reading, const RecordedDump* dump) {
   for (std::size_t preset = 0; preset < presetCount; ++preset) {
     const recovery::PresetReading& read = reading.presets[preset];
     if (read.verdict == Verdict::Sure &&
-        (dump == nullptr || !isRight(reading, bytesIn(dump->bank), preset) ||
+        (dump == nullptr || !isRight(reading, bytesOf(dump->bank), preset) ||
          read.span.start < dump->start - tolerance || read.span.end > dump->end + tolerance)) {
       ++wrong;
     }
@@ -134,8 +114,7 @@ int sureAndWrong(const BankReading& reading, const RecordedDump* dump) {
 Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
   Outcome outcome;
   std::vector<Take> ofMainDump;
-  const RecordedDump* main = nullptr;
-  RecordedDump mainDump;
+  std::optional<RecordedDump> main;
   for (int i = 0; i < takes; ++i) {
     const RealRecording recording = makeRecording(mixture, seed, i);
     const double start = processorSeconds();
@@ -149,20 +128,17 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
     }
     if (i == 0) {
       outcome.faults = recording.faults;
+      outcome.converterWhole = converterReads(recording);
     }
     if (recording.mainDump < 0) {
       continue;
     }
-    mainDump = recording.dumps[static_cast<std::size_t>(recording.mainDump)];
-    main = &mainDump;
-    if (i == 0) {
-      outcome.converterWhole = converterReads(recording);
-    }
+    main = recording.dumps[static_cast<std::size_t>(recording.mainDump)];
     if (const std::optional<Take> take = takeOfMainDump(recording, found)) {
       ofMainDump.push_back(*take);
     }
   }
-  if (main == nullptr) {
+  if (!main) {
     outcome.whole = !outcome.found;
     return outcome;
   }
@@ -170,23 +146,17 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
   const BankReading reading = recovery::readBank(ofMainDump);
   outcome.seconds = (outcome.seconds + processorSeconds() - start) / takes;
   judge(reading, *main, outcome);
-  if (takes > 1) {
-    for (std::size_t preset = 0; preset < presetCount; ++preset) {
-      outcome.sureAndWrong += reading.presets[preset].verdict == Verdict::Sure &&
-                                      !isRight(reading, bytesIn(main->bank), preset)
-                                  ? 1
-                                  : 0;
-    }
+  outcome.onlyConverterWhole = outcome.converterWhole && !outcome.whole;
+  for (std::size_t preset = 0; takes > 1 && preset < presetCount; ++preset) {
+    const bool isSure = reading.presets[preset].verdict == Verdict::Sure;
+    outcome.sureAndWrong += isSure && !isRight(reading, bytesOf(main->bank), preset) ? 1 : 0;
   }
   return outcome;
 }
 
 double Summary::secondsAt(double share) const {
-  if (seconds.empty()) {
-    return 0.0;
-  }
-  const auto rank = static_cast<std::size_t>(share * static_cast<double>(seconds.size()));
-  return seconds[std::min(rank, seconds.size() - 1)];
+  const auto rank = static_cast<std::size_t>(share * static_cast<double>(outcomes.size()));
+  return outcomes.empty() ? 0.0 : outcomes[std::min(rank, outcomes.size() - 1)].seconds;
 }
 
 Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
@@ -198,7 +168,7 @@ Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
       const std::uint32_t seed = options.firstSeed + static_cast<std::uint32_t>(i);
       const Outcome outcome = measure(mixture, seed, options.takes);
       const std::scoped_lock lock(summaryMutex);
-      add(summary, outcome);
+      summary.outcomes.push_back(outcome);
       if (options.isVerbose) {
         print(mixture, seed, outcome);
       }
@@ -212,6 +182,7 @@ Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  std::sort(summary.seconds.begin(), summary.seconds.end());
+  std::sort(summary.outcomes.begin(), summary.outcomes.end(),
+            [](const Outcome& a, const Outcome& b) { return a.seconds < b.seconds; });
   return summary;
 }

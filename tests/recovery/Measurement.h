@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -10,16 +11,16 @@
 
 /// What came of one recording of the model, or of several takes of one dump.
 struct Outcome {
-  bool whole = false;           // every recorded preset is right, and no other is sure
-  bool converterWhole = false;  // the converter reads the first of them right as it stands
-  bool found = false;           // a dump was found
-  int recorded = 0;             // presets that the recording holds
-  int sureAndWrong = 0;         // presets, those of all dumps that were found
-  int doubted = 0;              // recorded presets that are read right but not sure
-  int lost = 0;                 // recorded presets that are neither read right nor sure
-  int firstBadPreset = -1;      // of those recorded the first that is not sure and right
-  double seconds = 0.0;         // of processor time for the recovery
-  std::string faults;           // what is the matter with the recording
+  bool whole = false;               // every recorded preset is right, and no other is sure
+  bool converterWhole = false;      // the converter reads the first of them right as it stands
+  bool onlyConverterWhole = false;  // the converter reads it right, the recovery does not
+  bool found = false;               // a dump was found
+  int recorded = 0;                 // presets that the recording holds
+  int sureAndWrong = 0;             // presets, those of all dumps that were found
+  int doubted = 0;                  // recorded presets that are read right but not sure
+  int lost = 0;                     // recorded presets that are neither read right nor sure
+  double seconds = 0.0;             // of processor time for the recovery
+  std::string faults;               // what is the matter with the recording
 };
 
 /// How many sure presets of a reading of `dump`, or of no dump, are wrong: their bytes are, or they
@@ -32,19 +33,23 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes);
 /// What came of many recordings.
 struct Summary {
   std::string mixture;
-  int recordings = 0;
-  int whole = 0;
-  int converterWhole = 0;
-  int onlyConverterWhole = 0;  // the converter reads them right, the recovery does not
-  int found = 0;
-  int sureAndWrong = 0;
-  int recorded = 0;
-  int doubted = 0;
-  int lost = 0;
-  std::vector<double> seconds = {};  // in ascending order
+  std::vector<Outcome> outcomes = {};  // in ascending order of their seconds
 
-  double wholeShare() const { return recordings == 0 ? 0.0 : 1.0 * whole / recordings; }
-  double doubtedShare() const { return recorded == 0 ? 0.0 : 1.0 * doubted / recorded; }
+  /// Of how many it is true, or the sum of the counts.
+  template <typename Value>
+  int sum(Value Outcome::*what) const {
+    int all = 0;
+    for (const Outcome& outcome : outcomes) {
+      all += outcome.*what;
+    }
+    return all;
+  }
+  double wholeShare() const {
+    return sum(&Outcome::whole) / std::max(1.0, static_cast<double>(outcomes.size()));
+  }
+  double doubtedShare() const {
+    return sum(&Outcome::doubted) / std::max(1.0, 1.0 * sum(&Outcome::recorded));
+  }
   double secondsAt(double share) const;
 };
 

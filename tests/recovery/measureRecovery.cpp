@@ -37,10 +37,11 @@ void printHead() {
 }
 
 void print(const Summary& summary) {
-  std::printf("%-24s %5d %5d %5.1f%% %6d %6d %7.2f%% %6d %9d %5.2fs %5.2fs\n",
-              summary.mixture.c_str(), summary.recordings, summary.whole,
-              100.0 * summary.wholeShare(), summary.sureAndWrong, summary.lost,
-              100.0 * summary.doubtedShare(), summary.found, summary.converterWhole,
+  std::printf("%-24s %5zu %5d %5.1f%% %6d %6d %7.2f%% %6d %9d %5.2fs %5.2fs\n",
+              summary.mixture.c_str(), summary.outcomes.size(), summary.sum(&Outcome::whole),
+              100.0 * summary.wholeShare(), summary.sum(&Outcome::sureAndWrong),
+              summary.sum(&Outcome::lost), 100.0 * summary.doubtedShare(),
+              summary.sum(&Outcome::found), summary.sum(&Outcome::converterWhole),
               summary.secondsAt(0.5), summary.secondsAt(0.95));
   std::fflush(stdout);
 }
@@ -96,9 +97,10 @@ bool check(int threads) {
     const Summary summary = measureMany(
         share.mixture, {.count = share.count, .takes = share.takes, .threads = threads});
     print(summary);
-    holds &= expectBar(summary.sureAndWrong == 0, summary, "no preset sure and wrong");
+    holds &=
+        expectBar(summary.sum(&Outcome::sureAndWrong) == 0, summary, "no preset sure and wrong");
     holds &= expectBar(summary.wholeShare() >= share.leastWhole, summary, "whole recordings");
-    holds &= expectBar(summary.onlyConverterWhole == 0, summary,
+    holds &= expectBar(summary.sum(&Outcome::onlyConverterWhole) == 0, summary,
                        "what the converter reads right is read right");
     if (summary.mixture == "typical") {
       holds &= expectBar(summary.doubtedShare() <= mostDoubted, summary, "few doubted presets");

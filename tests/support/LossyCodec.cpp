@@ -18,20 +18,32 @@ Complex unit(double angle) {
   return {static_cast<float>(std::cos(angle)), static_cast<float>(std::sin(angle))};
 }
 
-/// exp(-2 pi i k / size) for the first half of the circle.
-const std::vector<Complex>& roots() {
-  static const std::vector<Complex> table = [] {
-    std::vector<Complex> values(lines);
-    for (std::size_t k = 0; k < lines; ++k) {
-      values[k] = unit(-2.0 * pi * static_cast<double>(k) / static_cast<double>(blockSize));
-    }
-    return values;
-  }();
-  return table;
-}
-
 Complex times(Complex a, Complex b) {
   return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+}
+
+/// The tables of the modified discrete cosine transform with a sine window.
+struct Tables {
+  std::vector<float> window = std::vector<float>(blockSize);
+  std::vector<Complex> before = std::vector<Complex>(blockSize);  // a sample's turn
+  std::vector<Complex> after = std::vector<Complex>(blockSize);   // a line's turn
+  std::vector<Complex> roots = std::vector<Complex>(blockSize);   // exp(-2 pi i k / size)
+
+  Tables() {
+    constexpr double n0 = 0.5 + static_cast<double>(lines) / 2.0;
+    for (std::size_t n = 0; n < blockSize; ++n) {
+      const auto i = static_cast<double>(n);
+      window[n] = static_cast<float>(std::sin(pi * (i + 0.5) / static_cast<double>(blockSize)));
+      before[n] = unit(-pi * i / static_cast<double>(blockSize));
+      roots[n] = unit(-2.0 * pi * i / static_cast<double>(blockSize));
+      after[n] = unit(-pi * n0 * (i + 0.5) / static_cast<double>(lines));
+    }
+  }
+};
+
+const Tables& tables() {
+  static const Tables all;
+  return all;
 }
 
 /// The discrete Fourier transform in place.
@@ -51,34 +63,12 @@ void transform(std::vector<Complex>& x) {
     for (std::size_t start = 0; start < blockSize; start += 2 * half) {
       for (std::size_t k = 0; k < half; ++k) {
         const Complex even = x[start + k];
-        const Complex odd = times(x[start + k + half], roots()[k * stride]);
+        const Complex odd = times(x[start + k + half], tables().roots[k * stride]);
         x[start + k] = even + odd;
         x[start + k + half] = even - odd;
       }
     }
   }
-}
-
-/// The tables of the modified discrete cosine transform with a sine window.
-struct Tables {
-  std::vector<float> window = std::vector<float>(blockSize);
-  std::vector<Complex> before = std::vector<Complex>(blockSize);  // a sample's turn
-  std::vector<Complex> after = std::vector<Complex>(blockSize);   // a line's turn
-
-  Tables() {
-    constexpr double n0 = 0.5 + static_cast<double>(lines) / 2.0;
-    for (std::size_t n = 0; n < blockSize; ++n) {
-      const auto i = static_cast<double>(n);
-      window[n] = static_cast<float>(std::sin(pi * (i + 0.5) / static_cast<double>(blockSize)));
-      before[n] = unit(-pi * i / static_cast<double>(blockSize));
-      after[n] = unit(-pi * n0 * (i + 0.5) / static_cast<double>(lines));
-    }
-  }
-};
-
-const Tables& tables() {
-  static const Tables all;
-  return all;
 }
 
 void quantise(std::vector<float>& spectrum, std::size_t cutOff, float noise) {

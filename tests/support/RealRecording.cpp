@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
 
 #include "support/Banks.h"
+#include "support/Files.h"
 #include "support/TapeChain.h"
 #include "support/TapeSimulator.h"
 
@@ -23,10 +23,7 @@ constexpr double mostFlutterHertz = 95.0;
 // Banks
 
 const std::string& exampleBank() {
-  static const std::string bank = [] {
-    std::ifstream file(EXAMPLE_BANK_PATH, std::ios::binary);
-    return bankOf(std::string(std::istreambuf_iterator<char>(file), {}));
-  }();
+  static const std::string bank = bankOf(readFile(EXAMPLE_BANK_PATH));
   return bank;
 }
 
@@ -313,51 +310,39 @@ bool drawFile(TapeChain& chain, Random& random) {
 void drawSurroundings(TapeChain& chain, Random& random) {
   const Neighbour gap{Kind::Silence, random.between(0.2, 2.0)};
   const double level = random.between(0.1, 1.5);
-  switch (random.below(13)) {
-    case 0:
-    case 1:
-      chain.before = {{Kind::Voice, random.byRatio(2.0, 40.0), level}, gap};
-      break;
-    case 2:
-      chain.before = {{Kind::Hiss, random.byRatio(0.5, 8.0), 0.5 * level}, gap};
-      break;
-    case 3:
-      chain.before = {{Kind::DumpsEnd, random.byRatio(0.5, 25.0)}, gap};
-      break;
-    case 4:
-      chain.before = {{Kind::DumpsBeginning, random.byRatio(1.5, 25.0)}, gap};
-      break;
-    case 5:
-      chain.before = {{Kind::Music, random.byRatio(2.0, 20.0), level}, gap};
-      break;
-    case 6:
-      chain.before = {{Kind::Silence, random.between(0.0, 0.05)}};
-      chain.leaderOnes = random.below(30);
-      break;
-    case 7:
-      chain.before = {{Kind::Silence, random.between(0.0, 0.1)}};
-      chain.runUp = random.between(0.1, 0.25);
-      break;
-    default:
-      chain.before = {{Kind::Silence, random.between(0.1, 4.0)}};
+  const int kind = random.below(13);
+  if (kind == 0 || kind == 1) {
+    chain.before = {{Kind::Voice, random.byRatio(2.0, 40.0), level}, gap};
+  } else if (kind == 2) {
+    chain.before = {{Kind::Hiss, random.byRatio(0.5, 8.0), 0.5 * level}, gap};
+  } else if (kind == 3) {
+    chain.before = {{Kind::DumpsEnd, random.byRatio(0.5, 25.0)}, gap};
+  } else if (kind == 4) {
+    chain.before = {{Kind::DumpsBeginning, random.byRatio(1.5, 25.0)}, gap};
+  } else if (kind == 5) {
+    chain.before = {{Kind::Music, random.byRatio(2.0, 20.0), level}, gap};
+  } else if (kind == 6) {
+    chain.before = {{Kind::Silence, random.between(0.0, 0.05)}};
+    chain.leaderOnes = random.below(30);
+  } else if (kind == 7) {
+    chain.before = {{Kind::Silence, random.between(0.0, 0.1)}};
+    chain.runUp = random.between(0.1, 0.25);
+  } else {
+    chain.before = {{Kind::Silence, random.between(0.1, 4.0)}};
   }
   const Neighbour pause{Kind::Silence, random.between(0.05, 1.5)};
-  switch (random.below(10)) {
-    case 0:
-      chain.after = {pause, {Kind::Dump}};
-      break;
-    case 1:
-      chain.after = {pause, {Kind::Voice, random.byRatio(2.0, 20.0), level}};
-      break;
-    case 2:
-      chain.after = {pause, {Kind::DumpsBeginning, random.byRatio(1.5, 25.0)}};
-      break;
-    case 3:
-      chain.after = {{Kind::Silence, 0.0005}};
-      chain.halfPeriodsAfter = random.below(2);
-      break;
-    default:
-      chain.after = {{Kind::Silence, random.between(0.1, 3.0)}};
+  const int follower = random.below(10);
+  if (follower == 0) {
+    chain.after = {pause, {Kind::Dump}};
+  } else if (follower == 1) {
+    chain.after = {pause, {Kind::Voice, random.byRatio(2.0, 20.0), level}};
+  } else if (follower == 2) {
+    chain.after = {pause, {Kind::DumpsBeginning, random.byRatio(1.5, 25.0)}};
+  } else if (follower == 3) {
+    chain.after = {{Kind::Silence, 0.0005}};
+    chain.halfPeriodsAfter = random.below(2);
+  } else {
+    chain.after = {{Kind::Silence, random.between(0.1, 3.0)}};
   }
 }
 
@@ -472,74 +457,58 @@ RealRecording makeGrid(Random& bankRandom, Random& random) {
   conditions.shape = isSquare ? WaveShape::Square : WaveShape::Sine;
   conditions.noiseSeed = static_cast<std::uint32_t>(random.next());
   const int kind = random.below(16);
-  switch (kind) {
-    case 0:
-      conditions.speed = random.between(0.858, 1.198);
-      break;
-    case 1:
-      sampleRate = random.chance(0.5) ? 48000.0 : 38000.0;
-      conditions.speed = random.between(0.935, 1.03) * 44100.0 / sampleRate;
-      break;
-    case 2:
-      conditions.wowDepth = random.between(0.0, 0.14);
-      break;
-    case 3:
-      conditions.flutterDepth = random.between(0.0, 0.13);
-      conditions.flutterFrequency = random.between(5.0, 30.0);
-      break;
-    case 4:
-    case 5:
-      flutter = random.between(0.005, 0.03);
-      break;
-    case 6:
-      conditions.dcOffset = random.between(-1.0, 1.0) * (isSquare ? 0.78 : 0.2);
-      break;
-    case 7:
-      conditions.hum = isSquare ? 0.78 : 0.2;
-      conditions.humFrequency = random.chance(0.5) ? 50.0 : 60.0;
-      break;
-    case 8:
-      conditions.noise = random.between(0.0, isSquare ? 0.15 : 0.055);
-      break;
-    case 9:
-      conditions.level = random.byRatio(isSquare ? 0.6 : 2.0, 50.0) / 32767.0;
-      break;
-    case 10:
-      if (random.chance(0.5)) {
-        conditions.lowCut = random.byRatio(20.0, 320.0);
-      } else {
-        conditions.highCut = random.byRatio(isSquare ? 480.0 : 360.0, 8000.0);
-      }
-      break;
-    case 11:
-      bits = random.chance(0.5) ? 8 : 24;
-      conditions.level = bits == 8 ? random.byRatio(0.02, 1.0) : random.byRatio(1e-6, 1.0);
-      break;
-    case 12:
-      conditions.dropOutStart = random.between(0.4, 20.0);
-      conditions.dropOutDuration = random.between(0.0, 0.2);
-      conditions.dropOutLevel = random.byRatio(0.0001, 0.5);
-      break;
-    case 13:
-      leader = 11 + random.below(3);
-      conditions.silence = random.between(0.0, 0.3);
-      cutOff = static_cast<std::size_t>(random.below(5));
-      conditions.noiseInSilence = random.chance(0.5) ? 0.001 : 0.0;
-      break;
-    case 14:
-      conditions.clickStart = random.between(0.4, 20.0);
-      conditions.clickDuration = random.between(1.0, 9.0) / 44100.0;
-      break;
-    default:
-      conditions.speed = random.between(0.9, 1.13);
-      conditions.wowDepth = 0.002;
-      conditions.flutterDepth = 0.001;
-      conditions.level = 0.5;
-      conditions.lowCut = 30.0;
-      conditions.highCut = 10000.0;
-      conditions.noise = random.between(0.0, 0.025);
-      conditions.hum = 0.02;
-      conditions.dcOffset = 0.01;
+  if (kind == 0) {
+    conditions.speed = random.between(0.858, 1.198);
+  } else if (kind == 1) {
+    sampleRate = random.chance(0.5) ? 48000.0 : 38000.0;
+    conditions.speed = random.between(0.935, 1.03) * 44100.0 / sampleRate;
+  } else if (kind == 2) {
+    conditions.wowDepth = random.between(0.0, 0.14);
+  } else if (kind == 3) {
+    conditions.flutterDepth = random.between(0.0, 0.13);
+    conditions.flutterFrequency = random.between(5.0, 30.0);
+  } else if (kind == 4 || kind == 5) {
+    flutter = random.between(0.005, 0.03);
+  } else if (kind == 6) {
+    conditions.dcOffset = random.between(-1.0, 1.0) * (isSquare ? 0.78 : 0.2);
+  } else if (kind == 7) {
+    conditions.hum = isSquare ? 0.78 : 0.2;
+    conditions.humFrequency = random.chance(0.5) ? 50.0 : 60.0;
+  } else if (kind == 8) {
+    conditions.noise = random.between(0.0, isSquare ? 0.15 : 0.055);
+  } else if (kind == 9) {
+    conditions.level = random.byRatio(isSquare ? 0.6 : 2.0, 50.0) / 32767.0;
+  } else if (kind == 10) {
+    if (random.chance(0.5)) {
+      conditions.lowCut = random.byRatio(20.0, 320.0);
+    } else {
+      conditions.highCut = random.byRatio(isSquare ? 480.0 : 360.0, 8000.0);
+    }
+  } else if (kind == 11) {
+    bits = random.chance(0.5) ? 8 : 24;
+    conditions.level = bits == 8 ? random.byRatio(0.02, 1.0) : random.byRatio(1e-6, 1.0);
+  } else if (kind == 12) {
+    conditions.dropOutStart = random.between(0.4, 20.0);
+    conditions.dropOutDuration = random.between(0.0, 0.2);
+    conditions.dropOutLevel = random.byRatio(0.0001, 0.5);
+  } else if (kind == 13) {
+    leader = 11 + random.below(3);
+    conditions.silence = random.between(0.0, 0.3);
+    cutOff = static_cast<std::size_t>(random.below(5));
+    conditions.noiseInSilence = random.chance(0.5) ? 0.001 : 0.0;
+  } else if (kind == 14) {
+    conditions.clickStart = random.between(0.4, 20.0);
+    conditions.clickDuration = random.between(1.0, 9.0) / 44100.0;
+  } else {
+    conditions.speed = random.between(0.9, 1.13);
+    conditions.wowDepth = 0.002;
+    conditions.flutterDepth = 0.001;
+    conditions.level = 0.5;
+    conditions.lowCut = 30.0;
+    conditions.highCut = 10000.0;
+    conditions.noise = random.between(0.0, 0.025);
+    conditions.hum = 0.02;
+    conditions.dcOffset = 0.01;
   }
 
   const int bankKind = bankRandom.below(6);

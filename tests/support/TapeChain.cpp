@@ -466,8 +466,6 @@ Samples soundOf(const Neighbour& neighbour, Random& random, double rate) {
       return music(random, neighbour.seconds, rate);
     case Neighbour::Kind::Hiss:
       return hiss(random, neighbour.seconds, rate, random.byRatio(1500.0, 9000.0));
-    case Neighbour::Kind::Noise:
-      return noise(random, neighbour.seconds, rate);
     default:
       return Samples(static_cast<std::size_t>(neighbour.seconds * rate));
   }
@@ -475,26 +473,19 @@ Samples soundOf(const Neighbour& neighbour, Random& random, double rate) {
 
 void playNeighbour(Track& track, const Neighbour& neighbour, const PresetBank& bank,
                    RealRecording& recording) {
+  using Kind = Neighbour::Kind;
   const DumpSignal signal(track.chain, bank);
-  const std::size_t all = signal.halfPeriods.size();
-  switch (neighbour.kind) {
-    case Neighbour::Kind::DumpsBeginning:
-      recording.dumps.push_back(
-          playPart(track, signal, bank, 0,
-                   halfPeriodsOf(track.chain, signal.halfPeriods, 0, neighbour.seconds)));
-      break;
-    case Neighbour::Kind::DumpsEnd:
-      recording.dumps.push_back(playPart(
-          track, signal, bank,
-          all - halfPeriodsAtEnd(track.chain, signal.halfPeriods, neighbour.seconds), all));
-      break;
-    case Neighbour::Kind::Dump:
-      recording.dumps.push_back(playPart(track, signal, bank, 0, all));
-      break;
-    default:
-      track.append(soundOf(neighbour, track.random, track.rate),
-                   static_cast<float>(neighbour.level));
+  std::size_t from = 0;
+  std::size_t to = signal.halfPeriods.size();
+  if (neighbour.kind == Kind::DumpsBeginning) {
+    to = halfPeriodsOf(track.chain, signal.halfPeriods, 0, neighbour.seconds);
+  } else if (neighbour.kind == Kind::DumpsEnd) {
+    from = to - halfPeriodsAtEnd(track.chain, signal.halfPeriods, neighbour.seconds);
+  } else if (neighbour.kind != Kind::Dump) {
+    const Samples sound = soundOf(neighbour, track.random, track.rate);
+    return track.append(sound, static_cast<float>(neighbour.level));
   }
+  recording.dumps.push_back(playPart(track, signal, bank, from, to));
 }
 
 }  // namespace
@@ -546,13 +537,9 @@ RealRecording recordThrough(const TapeChain& chain, const PresetBank& bank,
   Recorder recorder(chain, track, track.peakWithin(main.start, main.end), random);
   const std::vector<Samples> channels = recorder.channels();
   recording.channels = static_cast<int>(channels.size());
-  if (channels.size() == 1) {
-    recording.samples = channels.front();
-  } else {
-    recording.samples.reserve(2 * channels.front().size());
-    for (std::size_t i = 0; i < channels.front().size(); ++i) {
-      recording.samples.push_back(channels[0][i]);
-      recording.samples.push_back(channels[1][i]);
+  for (std::size_t i = 0; i < channels.front().size(); ++i) {
+    for (const Samples& channel : channels) {
+      recording.samples.push_back(channel[i]);
     }
   }
   return recording;

@@ -78,7 +78,7 @@ struct TapeChain {
 
   // Around the dump
   struct Neighbour {
-    enum class Kind { Silence, Voice, Music, Hiss, Noise, DumpsBeginning, DumpsEnd, Dump } kind;
+    enum class Kind { Silence, Voice, Music, Hiss, DumpsBeginning, DumpsEnd, Dump } kind;
     double seconds = 1.0;  // of a sound or of the part of a dump
     double level = 1.0;    // against the tones' peaks
   };

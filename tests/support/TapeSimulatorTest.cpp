@@ -129,25 +129,13 @@ TEST(TapeSimulator, ChangesEachSample) {
   }
 }
 
-TEST(TapeSimulator, PlaysAtASpeed) {
-  const struct {
-    double speed;
-    std::vector<int> runs;
-  } rows[] = {{1.0, {12, 12, 42, 42, 12}},
-              {2.0, {6, 6, 21, 21, 6}},
-              {0.5, {24, 24, 84, 84, 24}},
-              {1.5, {8, 8, 28, 28, 8}}};
-  for (const auto& [speed, runs] : rows) {
-    EXPECT_EQ(runLengths(recordTape({S, S, L, L, S}, {.speed = speed, .silence = 0.0})), runs);
-  }
-}
-
-TEST(TapeSimulator, SwingsAroundTheSpeed) {
+TEST(TapeSimulator, PlaysAtTheSpeed) {
   const struct {
     TapeConditions conditions;
     double time;
     double speed;
   } rows[] = {
+      {{.speed = 1.5, .silence = 0.0}, 0.5, 1.5},
       {{.wowDepth = 0.2, .silence = 0.0}, 0.25 / 0.7, 1.2},
       {{.wowDepth = 0.2, .silence = 0.0}, 0.75 / 0.7, 0.8},
       {{.wowDepth = 0.2, .wowFrequency = 1.0, .silence = 0.0}, 1.25, 1.2},
@@ -208,18 +196,4 @@ TEST(TapeSimulator, AddsNoise) {
   EXPECT_EQ(part(noisySilence, 11025, 11265), part(clean, 11025, 11265));
   EXPECT_NEAR(rootMeanSquare(part(noisySilence, 0, 11025)), 0.1, 0.005);
   EXPECT_NEAR(rootMeanSquare(part(noisySilence, 11265, 22290)), 0.1, 0.005);
-}
-
-TEST(TapeSimulator, FiltersWhatADropOutLeaves) {
-  // A high cut of 200 Hz takes its time to forget the tone: the drop-out comes before the filter.
-  const Samples recording = recordTape(HalfPeriods(10, L), {.shape = WaveShape::Square,
-                                                            .highCut = 200.0,
-                                                            .dropOutStart = start(30),
-                                                            .dropOutDuration = duration(12),
-                                                            .silence = 0.0});
-  const double decay = std::exp(-2.0 * std::numbers::pi * 200.0 / sampleRate);
-  for (std::size_t i = 30; i < 42; ++i) {
-    EXPECT_NEAR(recording[i], recording[i - 1] * decay, 1e-6) << "sample " << i;
-  }
-  EXPECT_GT(recording[41], 0.2F);
 }

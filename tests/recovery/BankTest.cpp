@@ -1,0 +1,220 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "recovery/Bank.h"
+
+namespace recovery {
+namespace {
+
+using testing::Each;
+using testing::SizeIs;
+
+BankReading read(const std::vector<Take>& takes) { return readBank(takes); }
+
+/// A take of ones that are all as sure as `margin`.
+Take takeOfOnes(float margin = 1000.0F) {
+  Take take;
+  take.beginningIsSure = true;
+  take.endIsClean = true;
+  for (int bit = 0; bit < bitsPerBank; ++bit) {
+    const double start = 1.0 + bit * 0.003265;
+    take.bits.push_back({.start = start, .end = start + 0.003265, .margin = margin, .value = 1});
+  }
+  return take;
+}
+
+/// A take of ones but for bit 7, which is as sure of `value` as `margin`, played with a swing of so
+/// many seconds.
+Take unsureTake(int value, float margin, double swing = 0.0) {
+  Take take = takeOfOnes();
+  for (int bit = 0; bit < bitsPerBank; ++bit) {
+    take.bits[static_cast<std::size_t>(bit)].start += swing * std::sin(bit * 0.001);
+  }
+  take.bits[7].value = static_cast<std::int8_t>(value);
+  take.bits[7].margin = margin;
+  return take;
+}
+
+TEST(BankTest, OfNoTakesIsMissing) {
+  EXPECT_EQ(readBank({}).count(Verdict::Missing), presetCount);
+  EXPECT_THAT(readBank({}).bank, Each('\0'));
+}
+
+TEST(BankTest, OfSureBitsIsSure) {
+  const BankReading reading = read({takeOfOnes()});
+  EXPECT_EQ(reading.count(Verdict::Sure), presetCount);
+  EXPECT_THAT(reading.bank, Each('\xFF'));
+  EXPECT_EQ(reading.presets[3].margin, 1000.0F);
+  EXPECT_EQ(reading.presets[3].reason, Reason::None);
+}
+
+TEST(BankTest, DoubtsThePresetOfOneUnsureBit) {
+  Take take = takeOfOnes();
+  take.bits[192 * 5 + 10].margin = 0.5F;
+  const BankReading reading = read({take});
+  EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
+  const PresetReading& preset = reading.presets[5];
+  EXPECT_EQ(preset.verdict, Verdict::Doubtful);
+  EXPECT_EQ(preset.reason, Reason::Noise);
+  EXPECT_EQ(preset.margin, 0.5F);
+  EXPECT_EQ(preset.worstTime, take.bits[192 * 5 + 10].start);
+  std::array<std::uint8_t, presetSize> doubtful{};
+  doubtful[1] = 0x20;
+  EXPECT_EQ(preset.doubtfulBits, doubtful);
+}
+
+void weaken(Take& take, std::size_t bits, bool countIsDoubtful = false) {
+  for (std::size_t bit = 0; bit < bits; ++bit) {
+    take.bits[bit].margin = 2.0F;
+  }
+  take.doubtfulPlaces.resize(1);
+  take.doubtfulPlaces[0].countIsDoubtful = countIsDoubtful;
+}
+
+TEST(BankTest, SaysWhyAPresetIsDoubtful) {
+  const struct {
+    void (*spoil)(Take& take);
+    Reason reason;
+  } rows[] = {
+      {[](Take& take) { weaken(take, 192); }, Reason::Noise},
+      // A doubtful count spoils more than half of a preset.
+      {[](Take& take) { weaken(take, 97, true); }, Reason::Count},
+      {[](Take& take) { weaken(take, 96, true); }, Reason::Noise},
+      // The weak bit begins at 1.0 s.
+      {[](Take& take) {
+         weaken(take, 1), take.dropOuts = {{{0.98, 0.995}}};
+       },
+       Reason::DropOut},
+      {[](Take& take) {
+         weaken(take, 1), take.dropOuts = {{{0.97, 0.98}}};
+       },
+       Reason::Noise},
+      {[](Take& take) { take.beginningIsSure = false; }, Reason::Beginning},
+      {[](Take& take) { take.bits[191] = {}; }, Reason::NotRecorded},
+  };
+  for (const auto& [spoil, reason] : rows) {
+    Take take = takeOfOnes();
+    spoil(take);
+    const PresetReading preset = read({take}).presets[0];
+    EXPECT_EQ(preset.verdict, Verdict::Doubtful);
+    EXPECT_EQ(preset.reason, reason);
+    EXPECT_EQ(preset.worstTime, 1.0);
+  }
+}
+
+TEST(BankTest, TakesTheSurerOfTwo) {
+  const BankReading reading = read({unsureTake(0, 0.5F), takeOfOnes()});
+  EXPECT_EQ(reading.presets[0].verdict, Verdict::Sure);
+  EXPECT_EQ(reading.presets[0].take, 1);
+  EXPECT_THAT(reading.bank, Each('\xFF'));
+}
+
+TEST(BankTest, AddsUpWhatTakesSayOfABit) {
+  const struct {
+    Take first;
+    Take second;
+    Verdict verdict;
+    char byte;  // the first of the bank
+  } votes[] = {
+      {unsureTake(1, 10.0F), unsureTake(1, 7.0F, 0.01), Verdict::Sure, '\xFF'},
+      {unsureTake(1, 10.0F), unsureTake(1, 5.0F, 0.01), Verdict::Doubtful, '\xFF'},
+      {unsureTake(1, 10.0F), unsureTake(0, 12.0F, 0.01), Verdict::Doubtful, '\xFE'},
+      {unsureTake(1, 10.0F), unsureTake(0, 7.0F, 0.01), Verdict::Doubtful, '\xFF'},
+      // The same recording twice says no more than once.
+      {unsureTake(1, 10.0F), unsureTake(1, 10.0F), Verdict::Doubtful, '\xFF'},
+  };
+  for (const auto& [first, second, verdict, byte] : votes) {
+    const BankReading reading = read({first, second});
+    EXPECT_EQ(reading.presets[0].verdict, verdict) << second.bits[7].margin;
+    EXPECT_EQ(reading.bank[0], byte) << second.bits[7].margin;
+  }
+}
+
+TEST(BankTest, DoubtsWhatTwoTakesReadDifferently) {
+  const Take other = unsureTake(0, 1000.0F);
+  const BankReading reading = read({takeOfOnes(), other});
+  EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
+  EXPECT_EQ(reading.presets[0].verdict, Verdict::Doubtful);
+  EXPECT_EQ(reading.presets[0].reason, Reason::TakesDisagree);
+  const std::vector<Take> merged = mergeTakes({takeOfOnes()}, {other});
+  ASSERT_THAT(merged, SizeIs(1));
+  EXPECT_EQ(read(merged).presets[0].verdict, Verdict::Doubtful);
+}
+
+TEST(BankTest, TakesTheOpinionThatHasTheSureOnesRight) {
+  PresetBank other;
+  other.fill('\xFF');
+  other[0] = '\xFD';  // bit 6
+  Take take = unsureTake(1, 10.0F);
+  takeOpinion(take, other);
+  EXPECT_EQ(read({take}).bank[0], '\xFD');
+  EXPECT_EQ(read({take}).presets[0].verdict, Verdict::Doubtful);
+
+  other[0] = '\xFB';
+  other[presetBankSize - 1] = '\xFE';  // wrong in a sure preset
+  takeOpinion(take, other);
+  EXPECT_EQ(read({take}).bank[0], '\xFD');
+}
+
+TEST(BankTest, RecognisesTakesOfDifferentDumps) {
+  Take other = unsureTake(0, 1000.0F);
+  const DifferentDumps pair = findDifferentDumps(std::array{takeOfOnes(), takeOfOnes(), other});
+  EXPECT_EQ(pair.first, 0);
+  EXPECT_EQ(pair.second, 2);
+  EXPECT_FALSE(findDifferentDumps(std::array{takeOfOnes(), unsureTake(0, 1.0F)}).found());
+  other.beginningIsSure = false;
+  EXPECT_FALSE(findDifferentDumps(std::array{takeOfOnes(), other}).found());
+}
+
+TEST(BankTest, KeepsTakesApartThatHardlyOverlap) {
+  Take later = takeOfOnes();
+  for (BitReading& bit : later.bits) {
+    bit.start += 24.0;  // of 25 s
+    bit.end += 24.0;
+  }
+  EXPECT_THAT(mergeTakes({later}, {takeOfOnes()}), SizeIs(2));
+}
+
+/// A take with so many sure presets, the first ones, and all of its bits or all but one.
+Take takeWith(int sure, bool isAllRecorded) {
+  Take take = takeOfOnes(10.0F);
+  for (int bit = 0; bit < sure * bitsPerPreset; ++bit) {
+    take.bits[static_cast<std::size_t>(bit)].margin = 1000.0F;
+  }
+  take.bits.back().value = isAllRecorded ? 1 : -1;
+  return take;
+}
+
+TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
+  Take unsureOfBeginning = takeOfOnes();
+  unsureOfBeginning.beginningIsSure = false;
+  unsureOfBeginning.bits.back().value = -1;
+  const struct {
+    Take first;
+    Take second;
+    int best;
+  } rows[] = {
+      {takeWith(30, true), takeWith(34, true), 0},
+      {takeWith(30, true), takeWith(35, true), 1},
+      {takeWith(30, true), takeWith(29, true), 0},
+      {takeWith(30, false), takeWith(31, true), 1},
+      {takeWith(30, false), takeWith(29, true), 0},
+      {takeWith(30, false), takeWith(30, true), 1},  // by its margins
+      {unsureOfBeginning, takeWith(0, true), 1},
+      {takeWith(0, false), unsureOfBeginning, 0},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(bestTake(std::array{row.first, row.second}), row.best) << &row - rows;
+  }
+  EXPECT_EQ(bestTake({}), -1);
+}
+
+}  // namespace
+}  // namespace recovery
