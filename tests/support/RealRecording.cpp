@@ -540,17 +540,11 @@ RealRecording makeGrid(Random& bankRandom, Random& random) {
     recording.dumps.push_back({.bank = bank, .start = conditions.silence, .end = end});
     recording.dumps.front().isRecorded.fill(true);
   }
-  char text[400];
+  char text[200];
   std::snprintf(text, sizeof text,
-                "grid %d: bank %d, %s, %g Hz %d bits, leader %d, cut off %zu, speed %.3f wow %.3f "
-                "flutter %.3f at %.1f, fast flutter %.4f, level %g, low cut %.0f high cut %.0f, "
-                "noise %.3f, hum %.2f, DC %.3f, inverted %d, drop-out %.2f %.3f %.4f, click %.3f",
-                kind, bankKind, isSquare ? "square" : "sine", sampleRate, bits, leader, cutOff,
-                conditions.speed, conditions.wowDepth, conditions.flutterDepth,
-                conditions.flutterFrequency, flutter, conditions.level, conditions.lowCut,
-                conditions.highCut, conditions.noise, conditions.hum, conditions.dcOffset,
-                conditions.inverted ? 1 : 0, conditions.dropOutStart, conditions.dropOutDuration,
-                conditions.dropOutLevel, conditions.clickStart);
+                "grid %d: bank %d, %s, %g Hz %d bits, leader %d, cut off %zu, inverted %d", kind,
+                bankKind, isSquare ? "square" : "sine", sampleRate, bits, leader, cutOff,
+                conditions.inverted ? 1 : 0);
   recording.faults = text;
   return recording;
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <numbers>
+#include <numeric>
 #include <string_view>
 
 #include "support/Filter.h"
@@ -396,15 +397,6 @@ class Recorder {
   bool isSecond = false;
 };
 
-/// The nominal length of a signal, in seconds.
-double lengthOf(const TapeChain& chain, const HalfPeriods& signal) {
-  double length = 0.0;
-  for (const HalfPeriod halfPeriod : signal) {
-    length += sampleLength(chain, halfPeriod);
-  }
-  return length;
-}
-
 /// A dump as half-periods, and which of them begin a preset.
 struct DumpSignal {
   HalfPeriods halfPeriods;
@@ -454,7 +446,10 @@ std::size_t halfPeriodsOf(const TapeChain& chain, const HalfPeriods& signal, std
 }
 
 std::size_t halfPeriodsAtEnd(const TapeChain& chain, const HalfPeriods& signal, double seconds) {
-  const double rest = lengthOf(chain, signal) - seconds;
+  const double length = std::accumulate(
+      signal.begin(), signal.end(), 0.0,
+      [&chain](double sum, HalfPeriod one) { return sum + sampleLength(chain, one); });
+  const double rest = length - seconds;
   return signal.size() - (rest <= 0.0 ? 0 : halfPeriodsOf(chain, signal, 0, rest));
 }
 
