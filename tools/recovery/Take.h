@@ -28,10 +28,9 @@ struct Span {
 
 /// What is known of one of the 7,680 bits of a dump.
 struct BitReading {
-  double start = 0.0;  // seconds in the recording
-  double end = 0.0;    // seconds in the recording
-  float margin =
-      0.0F;  // how much likelier it is than the best reading in which it differs, in nats
+  double start = 0.0;      // seconds in the recording
+  double end = 0.0;        // seconds in the recording
+  float margin = 0.0F;     // nats by which it is likelier than the best reading in which it differs
   std::int8_t value = -1;  // 0, 1, or -1 where the recording does not hold the bit
 };
 

@@ -317,6 +317,25 @@ std::string nearlyReadBits(const recovery::DoubtfulPlace& place, const recovery:
   return result;
 }
 
+/// The levels from `top` down over a logarithmic axis, the highest of those that fall together.
+std::string spectrumCurve(const std::vector<float>& levels, const Axis& axis, double top,
+                          double range) {
+  std::string steps;
+  int column = -1;
+  double highest = 0.0;
+  for (std::size_t i = 2; i < levels.size(); ++i) {
+    const double x = axis.part(std::log(recovery::spectrumStep * static_cast<double>(i)));
+    const double y = std::clamp((top - levels[i]) / range, 0.0, 1.0);
+    const auto here = static_cast<int>(x * mostColumns);
+    highest = here == column ? std::min(highest, y) : y;
+    if (here != column || i + 1 == levels.size()) {
+      addPoint(steps, 1000.0 * x, 1000.0 * highest);
+    }
+    column = here;
+  }
+  return svgPath(steps, "curve");
+}
+
 std::string waveCurve(const recovery::WavePiece& wave) {
   const std::size_t stride = std::max<std::size_t>(1, wave.samples.size() / (2 * mostColumns));
   const double peak = peakOf(wave);
@@ -485,20 +504,7 @@ std::string spectrumDrawing(const Recording& recording, const Measures& measures
     result += horizontalLine(y, "grid");
     result += label(0.0, y - 2, decimal(level, 0) + " dB");
   }
-  std::string steps;
-  int column = -1;
-  double highest = 0.0;
-  for (std::size_t i = 2; i < levels.size(); ++i) {
-    const double x = axis.part(std::log(recovery::spectrumStep * static_cast<double>(i)));
-    const double y = std::clamp((top - levels[i]) / range, 0.0, 1.0);
-    const auto here = static_cast<int>(x * mostColumns);
-    highest = here == column ? std::min(highest, y) : y;
-    if (here != column || i + 1 == levels.size()) {
-      addPoint(steps, 1000.0 * x, 1000.0 * highest);
-    }
-    column = here;
-  }
-  result += plot(0, height, 1000.0, svgPath(steps, "curve"));
+  result += plot(0, height, 1000.0, spectrumCurve(levels, axis, top, range));
   const auto mark = [&](double frequency, const char* name, const char* classes) {
     constexpr double y = 12.0;
     const double part = frequency > 0.0 ? axis.part(std::log(frequency)) : -1.0;

@@ -88,7 +88,7 @@ std::string advice(const Results& results) {
         return r.converter.outcome == ConverterOutcome::ReadsRight ||
                r.converter.outcome == ConverterOutcome::NotTried;
       });
-  return isRead ? "" : std::string("All sounds were read. ") + bankRemedy;
+  return isRead ? "" : std::string("All presets were read. ") + bankRemedy;
 }
 
 }  // namespace report

@@ -46,7 +46,7 @@ const char* reasonSentence(const recovery::PresetReading& preset);
 
 /// Said ahead of what is wrong with recordings where all presets are sure.
 inline constexpr const char* allReadRemark =
-    "It costs no sound, and matters only if you give the recording itself to the converter, or "
+    "It costs no preset, and matters only if you give the recording itself to the converter, or "
     "record again:";
 
 /// What to do where the converter fails.
