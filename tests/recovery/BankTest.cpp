@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -14,6 +15,8 @@ namespace recovery {
 namespace {
 
 using testing::Each;
+using testing::ElementsAre;
+using testing::ResultOf;
 using testing::SizeIs;
 
 BankReading read(const std::vector<Take>& takes) { return readBank(takes); }
@@ -110,20 +113,40 @@ TEST(BankTest, SaysWhyAPresetIsDoubtful) {
 }
 
 TEST(BankTest, AddsUpWhatTakesSayOfABit) {
-  const struct {
+  struct Vote {
     Take first;
     Take second;
     Verdict verdict;
     int take;   // the better one
     char byte;  // the first of the bank
-  } votes[] = {
+  };
+  const auto with = [](Take take, void (*change)(Take&)) {
+    change(take);
+    return take;
+  };
+  const auto unsureBeginning = [](Take& take) { take.beginningIsSure = false; };
+  const auto unsureBitBeside = [](Take& take) { take.bits[8].margin = 10.0F; };
+  const auto onlyTwoPresets = [](Take& take) {
+    std::fill(take.bits.begin() + 384, take.bits.end(), BitReading{});
+  };
+  const Vote votes[] = {
       {unsureTake(0, 0.5F), takeOfOnes(), Verdict::Sure, 1, '\xFF'},
       {unsureTake(1, 10.0F), unsureTake(1, 7.0F, 0.01), Verdict::Sure, 0, '\xFF'},
       {unsureTake(1, 10.0F), unsureTake(1, 5.0F, 0.01), Verdict::Doubtful, 0, '\xFF'},
       {unsureTake(1, 10.0F), unsureTake(0, 12.0F, 0.01), Verdict::Doubtful, 1, '\xFE'},
       {unsureTake(1, 10.0F), unsureTake(0, 7.0F, 0.01), Verdict::Doubtful, 0, '\xFF'},
+      {with(unsureTake(1, 40.0F), unsureBitBeside),
+       with(unsureTake(0, 1000.0F, 0.01), unsureBitBeside), Verdict::Doubtful, 0, '\xFF'},
+      {with(takeOfOnes(), unsureBeginning), takeOfOnes(100.0F), Verdict::Sure, 1, '\xFF'},
+      {unsureTake(1, 10.0F), with(unsureTake(1, 7.0F, 0.01), unsureBeginning), Verdict::Doubtful, 0,
+       '\xFF'},
+      {unsureTake(-1, 0.0F),
+       with(unsureTake(1, 1000.0F, 0.01), [](Take& take) { take.bits[9] = {}; }), Verdict::Doubtful,
+       0, '\xFE'},
       // The same recording twice says no more than once.
-      {unsureTake(1, 10.0F), unsureTake(1, 10.0F), Verdict::Doubtful, 0, '\xFF'},
+      {unsureTake(1, 10.0F), unsureTake(1, 10.0F, 0.0001), Verdict::Doubtful, 0, '\xFF'},
+      {with(unsureTake(1, 10.0F), onlyTwoPresets), with(unsureTake(1, 10.0F), onlyTwoPresets),
+       Verdict::Doubtful, 0, '\xFF'},
   };
   for (const auto& [first, second, verdict, take, byte] : votes) {
     const BankReading reading = read({first, second});
@@ -169,13 +192,25 @@ TEST(BankTest, RecognisesTakesOfDifferentDumps) {
   EXPECT_FALSE(findDifferentDumps(std::array{takeOfOnes(), other}).found());
 }
 
-TEST(BankTest, KeepsTakesApartThatHardlyOverlap) {
-  Take later = takeOfOnes();
-  for (BitReading& bit : later.bits) {
-    bit.start += 24.0;  // of 25 s
-    bit.end += 24.0;
+/// What is made of two takes of 25 s, each not sure of one of the first presets, of which the
+/// second begins so much earlier.
+std::vector<Take> merged(double seconds) {
+  Take first = unsureTake(1, 0.5F);
+  Take second = takeOfOnes();
+  second.bits[192].margin = 0.5F;
+  for (BitReading& bit : second.bits) {
+    bit.start -= seconds;
+    bit.end -= seconds;
   }
-  EXPECT_THAT(mergeTakes({later}, {takeOfOnes()}), SizeIs(2));
+  return mergeTakes({first}, {second});
+}
+
+TEST(BankTest, MergesTakesThatOverlap) {
+  EXPECT_THAT(merged(0.0), ElementsAre(ResultOf(surePresets, 40)));
+  EXPECT_THAT(merged(0.003), ElementsAre(ResultOf(surePresets, 39)));
+  EXPECT_THAT(merged(10.0), SizeIs(1));
+  ASSERT_THAT(merged(24.0), SizeIs(2));
+  EXPECT_EQ(merged(24.0)[0].bits[192].margin, 0.5F);
 }
 
 /// A take with so many sure presets, the first ones, and all of its bits or all but one.
@@ -192,6 +227,8 @@ TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
   Take unsureOfBeginning = takeOfOnes();
   unsureOfBeginning.beginningIsSure = false;
   unsureOfBeginning.bits.back().value = -1;
+  Take oneVerySureBit = takeWith(0, false);
+  oneVerySureBit.bits[0].margin = 1.0e6F;
   const struct {
     Take first;
     Take second;
@@ -203,6 +240,7 @@ TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
       {takeWith(30, false), takeWith(31, true), 1},
       {takeWith(30, false), takeWith(29, true), 0},
       {takeWith(30, false), takeWith(30, true), 1},  // by its margins
+      {oneVerySureBit, takeOfOnes(11.0F), 1},
       {unsureOfBeginning, takeWith(0, true), 1},
       {takeWith(0, false), unsureOfBeginning, 0},
   };

@@ -1,13 +1,9 @@
 #include "recovery/Measurement.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
-#include <cstdio>
 #include <ctime>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 #include "recovery/ConverterReading.h"
 #include "support/Banks.h"
@@ -87,14 +83,6 @@ std::optional<Take> takeOfMainDump(const RealRecording& recording, const std::ve
   return {};
 }
 
-void print(const std::string& mixture, std::uint32_t seed, const Outcome& outcome) {
-  std::printf("%s %u: %s%s, sure and wrong %d, doubted %d, lost %d, %.2f s: %s\n", mixture.c_str(),
-              seed, outcome.whole ? "whole" : "not whole",
-              outcome.converterWhole ? " (converter whole)" : "", outcome.sureAndWrong,
-              outcome.doubted, outcome.lost, outcome.seconds, outcome.faults.c_str());
-  std::fflush(stdout);
-}
-
 }  // namespace
 
 int sureAndWrong(const BankReading& reading, const RecordedDump* dump) {
@@ -152,37 +140,4 @@ Outcome measure(std::string_view mixture, std::uint32_t seed, int takes) {
     outcome.sureAndWrong += isSure && !isRight(reading, bytesOf(main->bank), preset) ? 1 : 0;
   }
   return outcome;
-}
-
-double Summary::secondsAt(double share) const {
-  const auto rank = static_cast<std::size_t>(share * static_cast<double>(outcomes.size()));
-  return outcomes.empty() ? 0.0 : outcomes[std::min(rank, outcomes.size() - 1)].seconds;
-}
-
-Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
-  Summary summary{.mixture = mixture};
-  std::atomic<int> next = 0;
-  std::mutex summaryMutex;
-  const auto work = [&] {
-    for (int i = next++; i < options.count; i = next++) {
-      const std::uint32_t seed = options.firstSeed + static_cast<std::uint32_t>(i);
-      const Outcome outcome = measure(mixture, seed, options.takes);
-      const std::scoped_lock lock(summaryMutex);
-      summary.outcomes.push_back(outcome);
-      if (options.isVerbose) {
-        print(mixture, seed, outcome);
-      }
-    }
-  };
-  std::vector<std::thread> threads;
-  for (int i = 1; i < options.threads; ++i) {
-    threads.emplace_back(work);
-  }
-  work();
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  std::sort(summary.outcomes.begin(), summary.outcomes.end(),
-            [](const Outcome& a, const Outcome& b) { return a.seconds < b.seconds; });
-  return summary;
 }

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "recovery/Bank.h"
 #include "support/RealRecording.h"
@@ -29,37 +27,3 @@ int sureAndWrong(const recovery::BankReading& reading, const RecordedDump* dump)
 
 /// Makes `takes` recordings of the dump number `seed` of `mixture` and reads them.
 Outcome measure(std::string_view mixture, std::uint32_t seed, int takes);
-
-/// What came of many recordings.
-struct Summary {
-  std::string mixture;
-  std::vector<Outcome> outcomes = {};  // in ascending order of their seconds
-
-  /// Of how many it is true, or the sum of the counts.
-  template <typename Value>
-  int sum(Value Outcome::*what) const {
-    int all = 0;
-    for (const Outcome& outcome : outcomes) {
-      all += outcome.*what;
-    }
-    return all;
-  }
-  double wholeShare() const {
-    return sum(&Outcome::whole) / std::max(1.0, static_cast<double>(outcomes.size()));
-  }
-  double doubtedShare() const {
-    return sum(&Outcome::doubted) / std::max(1.0, 1.0 * sum(&Outcome::recorded));
-  }
-  double secondsAt(double share) const;
-};
-
-struct MeasureOptions {
-  std::uint32_t firstSeed = 0;
-  int count = 20;
-  int takes = 1;
-  int threads = 1;
-  bool isVerbose = false;  // prints a line a recording
-};
-
-/// Measures recordings of one mixture.
-Summary measureMany(const std::string& mixture, const MeasureOptions& options);

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "recovery/Take.h"
 #include "recovery/WaveDecoder.h"
 #include "support/Random.h"
 
@@ -41,6 +44,13 @@ struct Signal {
   std::vector<PathBit> bits;
 };
 
+std::vector<PathBit> weighedBits(WaveDecoder& decoder) {
+  decoder.weigh(decoder.forward());
+  std::vector<PathBit> bits = decoder.forward();
+  decoder.setMargins(bits);
+  return bits;
+}
+
 TEST(WaveDecoder, WeighsScoresByTheNoiseAround) {
   // Of a one: 48 samples of 1 / 0.015, halved, over 2 or the noise in its samples, which is
   // 0.1 / (1.1 * 0.015); an excess of it counts in three bits to either side, by a seventh.
@@ -64,9 +74,7 @@ TEST(WaveDecoder, WeighsScoresByTheNoiseAround) {
       }
     }
     WaveDecoder decoder = signal.decoder();
-    decoder.weigh(decoder.forward());
-    std::vector<PathBit> bits = decoder.forward();
-    decoder.setMargins(bits);
+    const std::vector<PathBit> bits = weighedBits(decoder);
     EXPECT_NEAR(bits[bit].margin, margin, 0.25 * margin) << bit << " of " << from << " to " << to;
   }
 }
@@ -85,6 +93,44 @@ TEST(WaveDecoder, HoldsFirmBitsWhereTheyAre) {
     decoder.weigh(moved);
     EXPECT_EQ(decoder.forward()[70].start == moved[70].start, fit > 0.7F);
   }
+}
+
+std::string valuesOf(const std::vector<PathBit>& bits) {
+  std::string values;
+  for (const PathBit& bit : bits) {
+    values += bit.value ? '1' : '0';
+  }
+  return values;
+}
+
+/// The weak stretches of bits, 96 to 102 of them ones, of which those from `from` on are silent.
+std::vector<WeakStretch> stretchesOf(std::size_t from, std::size_t to) {
+  Signal signal;
+  signal.append("01101011", 12);
+  signal.append("1", 7);
+  signal.append("01101011", 18);
+  const auto samples = signal.tape.samples.begin();
+  std::fill(samples + signal.bits[from].start, samples + signal.bits[to].start, 0.0F);
+  WaveDecoder decoder = signal.decoder();
+  return decoder.findWeakStretches(weighedBits(decoder));
+}
+
+TEST(WaveDecoder, ReadsWeakStretchesInOtherWays) {
+  const std::vector<WeakStretch> ofOneBit = stretchesOf(20, 21);
+  ASSERT_EQ(ofOneBit.size(), 1U);
+  EXPECT_EQ(ofOneBit[0].begin, 18U);
+  EXPECT_EQ(valuesOf(ofOneBit[0].readings[farthestSlip].bits), "10101");
+  EXPECT_EQ(valuesOf(ofOneBit[0].other), "10001");
+
+  // Seven ones last as long as six zeros.
+  const std::vector<WeakStretch> ofSeven = stretchesOf(96, 103);
+  ASSERT_EQ(ofSeven.size(), 1U);
+  EXPECT_EQ(valuesOf(ofSeven[0].readings[farthestSlip].bits), "1100000001");
+  EXPECT_EQ(valuesOf(ofSeven[0].readings[farthestSlip + 1].bits), "11111111101");
+  EXPECT_LT(ofSeven[0].readings[farthestSlip + 1].cost, 1.0F);
+  EXPECT_GT(ofSeven[0].readings[farthestSlip - 1].cost, sureMargin);
+
+  EXPECT_EQ(stretchesOf(60, 161).size(), 0U);  // No dump goes on there.
 }
 
 }  // namespace

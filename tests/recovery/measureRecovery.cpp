@@ -1,12 +1,15 @@
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "recovery/Measurement.h"
@@ -30,6 +33,75 @@ constexpr const char* usage =
     "  --check      measures a share and fails if a bar is missed\n"
     "  --write      writes the recording of the first seed\n"
     "  --list       lists the mixtures\n";
+
+struct Summary {
+  std::string mixture;
+  std::vector<Outcome> outcomes = {};  // in ascending order of their seconds
+
+  /// Of how many it is true, or the sum of the counts.
+  template <typename Value>
+  int sum(Value Outcome::*what) const {
+    int all = 0;
+    for (const Outcome& outcome : outcomes) {
+      all += outcome.*what;
+    }
+    return all;
+  }
+  double wholeShare() const {
+    return sum(&Outcome::whole) / std::max(1.0, static_cast<double>(outcomes.size()));
+  }
+  double doubtedShare() const {
+    return sum(&Outcome::doubted) / std::max(1.0, 1.0 * sum(&Outcome::recorded));
+  }
+  double secondsAt(double share) const {
+    const auto rank = static_cast<std::size_t>(share * static_cast<double>(outcomes.size()));
+    return outcomes.empty() ? 0.0 : outcomes[std::min(rank, outcomes.size() - 1)].seconds;
+  }
+};
+
+struct MeasureOptions {
+  std::uint32_t firstSeed = 0;
+  int count = 20;
+  int takes = 1;
+  int threads = 1;
+  bool isVerbose = false;  // prints a line a recording
+};
+
+void print(const std::string& mixture, std::uint32_t seed, const Outcome& outcome) {
+  std::printf("%s %u: %s%s, sure and wrong %d, doubted %d, lost %d, %.2f s: %s\n", mixture.c_str(),
+              seed, outcome.whole ? "whole" : "not whole",
+              outcome.converterWhole ? " (converter whole)" : "", outcome.sureAndWrong,
+              outcome.doubted, outcome.lost, outcome.seconds, outcome.faults.c_str());
+  std::fflush(stdout);
+}
+
+Summary measureMany(const std::string& mixture, const MeasureOptions& options) {
+  Summary summary{.mixture = mixture};
+  std::atomic<int> next = 0;
+  std::mutex summaryMutex;
+  const auto work = [&] {
+    for (int i = next++; i < options.count; i = next++) {
+      const std::uint32_t seed = options.firstSeed + static_cast<std::uint32_t>(i);
+      const Outcome outcome = measure(mixture, seed, options.takes);
+      const std::scoped_lock lock(summaryMutex);
+      summary.outcomes.push_back(outcome);
+      if (options.isVerbose) {
+        print(mixture, seed, outcome);
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 1; i < options.threads; ++i) {
+    threads.emplace_back(work);
+  }
+  work();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::sort(summary.outcomes.begin(), summary.outcomes.end(),
+            [](const Outcome& a, const Outcome& b) { return a.seconds < b.seconds; });
+  return summary;
+}
 
 void printHead() {
   std::printf("%-24s %5s %12s %6s %6s %8s %6s %9s %6s %6s\n", "", "made", "whole", "wrong", "lost",
