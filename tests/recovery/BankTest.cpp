@@ -143,6 +143,8 @@ TEST(BankTest, AddsUpWhatTakesSayOfABit) {
       {unsureTake(-1, 0.0F),
        with(unsureTake(1, 1000.0F, 0.01), [](Take& take) { take.bits[9] = {}; }), Verdict::Doubtful,
        0, '\xFE'},
+      {with(unsureTake(1, 10.0F), unsureBeginning),
+       with(unsureTake(0, 12.0F, 0.01), unsureBitBeside), Verdict::Doubtful, 0, '\xFF'},
       // The same recording twice says no more than once.
       {unsureTake(1, 10.0F), unsureTake(1, 10.0F, 0.0001), Verdict::Doubtful, 0, '\xFF'},
       {with(unsureTake(1, 10.0F), onlyTwoPresets), with(unsureTake(1, 10.0F), onlyTwoPresets),

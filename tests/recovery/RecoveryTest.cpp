@@ -72,7 +72,8 @@ TEST(RecoveryTest, ReadsRecordingsOfEachFault) {
                               "grid",
                               "voice",
                               "music",
-                              "noise"}) {
+                              "noise",
+                              "modem"}) {
     const Outcome outcome = measure(mixture, 1, 1);
     EXPECT_TRUE(outcome.whole) << mixture << ": " << outcome.faults;
     EXPECT_EQ(outcome.sureAndWrong, 0) << mixture << ": " << outcome.faults;
@@ -191,7 +192,8 @@ TEST(RecoveryTest, MeasuresTheSignal) {
       {{.speed = 0.94}, &Facts::speedMedian, 0.94, 0.01},
       {{.wow = 0.02}, &Facts::speedWander, 0.015, 0.006},
       {{.clip = 10.0}, &Facts::clippedShare, 0.795, 0.03},  // where a sine is above 0.316
-      {{}, &Facts::clippedShare, 0.0, 0.0},
+      {{.dropOuts = {{0.5, 0.2, 90.0}}}, &Facts::clippedShare, 0.0, 0.001},
+      {{.peak = -25.0, .bitsPerSample = 8}, &Facts::clippedShare, 0.0, 0.0},
       {{.codecNoise = 30.0, .codecBandwidth = 4000.0}, &Facts::bandwidth, 4000.0, 100.0},
   };
   for (const auto& [chain, fact, expected, tolerance] : rows) {
@@ -200,7 +202,7 @@ TEST(RecoveryTest, MeasuresTheSignal) {
 }
 
 TEST(RecoveryTest, NotesADropOut) {
-  const RealRecording recording = record({.hiss = 45.0,
+  const RealRecording recording = record({.hiss = 25.0,
                                           .dropOuts = {{0.5, 0.06, 80.0}},
                                           .inverted = true,
                                           .before = {{Kind::Silence, 5.0}}});
