@@ -90,14 +90,13 @@ TEST(RecoveryTest, IsNeverSureAndWrong) {
 TEST(RecoveryTest, ReadsAWholeDump) {
   const TapeChain chains[] = {
       {.sampleRate = 8000.0},
-      {.sampleRate = 11025.0},
       {.sampleRate = 48000.0},
       {.sampleRate = 192000.0},
       {.peak = -95.0, .bitsPerSample = 0},
       {.peak = -105.0, .bitsPerSample = 0},
       {.hum = 20.0, .peak = -24.0},
       {.wiring = Wiring::FirstDead},
-      {.hiss = 40.0, .wiring = Wiring::Antiphase},
+      {.squareness = 1.0, .lowCut = {2500.0, 180.0}, .hiss = 30.0},
       {.hiss = 40.0, .wiring = Wiring::SecondWeak, .wiringStrength = 20.0},
       // Part of another dump is no choice.
       {.before = {{Kind::DumpsBeginning, 15.0}, {Kind::Silence, 1.0}}},
@@ -109,6 +108,15 @@ TEST(RecoveryTest, ReadsAWholeDump) {
     ASSERT_GE(bestTake(takes), 0);
     expectAllSure(read({takes[static_cast<std::size_t>(bestTake(takes))]}));
   }
+}
+
+TEST(RecoveryTest, JoinsChannelsThatComeAndGo) {
+  RealRecording recording = record({.hiss = 40.0, .wiring = Wiring::BothComeAndGo});
+  std::vector<float>& samples = recording.samples;
+  for (std::size_t i = samples.size() / 2 - 1; i >= 20; --i) {
+    samples[2 * i + 1] = -samples[2 * (i - 20) + 1];  // later, and upside down
+  }
+  expectAllSure(read({onlyTake(recording)}));
 }
 
 TEST(RecoveryTest, RefusesOtherRatesAndNoChannels) {
