@@ -59,18 +59,12 @@ TEST(BankTest, OfSureBitsIsSure) {
 }
 
 TEST(BankTest, DoubtsThePresetOfOneUnsureBit) {
-  Take take = takeOfOnes();
-  take.bits[192 * 5 + 10].margin = 0.5F;
+  const Take take = unsureTake(1, 0.5F);
   const BankReading reading = read({take});
   EXPECT_EQ(reading.count(Verdict::Sure), presetCount - 1);
-  const PresetReading& preset = reading.presets[5];
-  EXPECT_EQ(preset.verdict, Verdict::Doubtful);
-  EXPECT_EQ(preset.reason, Reason::Noise);
-  EXPECT_EQ(preset.margin, 0.5F);
-  EXPECT_EQ(preset.worstTime, take.bits[192 * 5 + 10].start);
-  std::array<std::uint8_t, presetSize> doubtful{};
-  doubtful[1] = 0x20;
-  EXPECT_EQ(preset.doubtfulBits, doubtful);
+  EXPECT_EQ(reading.presets[0].margin, 0.5F);
+  EXPECT_EQ(reading.presets[0].worstTime, take.bits[7].start);
+  EXPECT_EQ(reading.presets[0].doubtfulBits, (std::array<std::uint8_t, presetSize>{1}));
 }
 
 void weaken(Take& take, std::size_t bits, bool countIsDoubtful = false) {

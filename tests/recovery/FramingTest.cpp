@@ -72,7 +72,6 @@ TEST(FramingTest, FindsDumps) {
       {dump + "f" + silence, {"100, 0+7680 sure clean"}},
       {leader + "0" + times(1920, "10") + "...." + times(1918, "10") + silence,
        {"100, 0+7680 sure clean"}},
-      {times(10, "1") + "0" + data + silence, {"10, 0+7680 sure clean"}},
       {times(5, "1") + "0" + data + silence, {"5, 0+7680 sure clean"}},
       {leader + "o" + data + silence, {"100, 0+7680 clean"}},
       {leader + "i0" + data + silence, {"101, 0+7680 clean"}},

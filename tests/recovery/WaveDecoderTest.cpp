@@ -79,6 +79,15 @@ TEST(WaveDecoder, WeighsScoresByTheNoiseAround) {
   }
 }
 
+TEST(WaveDecoder, MeasuresHowFarLengthsStray) {
+  Signal signal;
+  signal.append("01", 50);
+  for (std::size_t k = 0; k < signal.bits.size(); ++k) {
+    signal.bits[k].length += k % 4 < 2 ? 2 : -2;
+  }
+  EXPECT_NEAR(signal.decoder().measureSlack(signal.bits), 1.5, 0.001);  // three quarters
+}
+
 TEST(WaveDecoder, HoldsFirmBitsWhereTheyAre) {
   for (const float fit : {0.9F, 0.5F}) {
     Signal signal;
