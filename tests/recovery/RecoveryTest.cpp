@@ -113,8 +113,8 @@ TEST(RecoveryTest, ReadsAWholeDump) {
 TEST(RecoveryTest, JoinsChannelsThatComeAndGo) {
   RealRecording recording = record({.hiss = 40.0, .wiring = Wiring::BothComeAndGo});
   std::vector<float>& samples = recording.samples;
-  for (std::size_t i = samples.size() / 2 - 1; i >= 20; --i) {
-    samples[2 * i + 1] = -samples[2 * (i - 20) + 1];  // later, and upside down
+  for (std::size_t i = samples.size() / 2 - 1; i >= 60; --i) {
+    samples[2 * i + 1] = -samples[2 * (i - 60) + 1];  // later, and upside down
   }
   expectAllSure(read({onlyTake(recording)}));
 }
