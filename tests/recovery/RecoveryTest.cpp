@@ -200,7 +200,7 @@ TEST(RecoveryTest, MeasuresTheSignal) {
       {{.speed = 0.94}, &Facts::speedMedian, 0.94, 0.01},
       {{.wow = 0.02}, &Facts::speedWander, 0.015, 0.006},
       {{.clip = 10.0}, &Facts::clippedShare, 0.795, 0.03},  // where a sine is above 0.316
-      {{.dropOuts = {{0.5, 0.2, 90.0}}}, &Facts::clippedShare, 0.0, 0.001},
+      {{.dropOuts = {{0.5, 0.2, 200.0}}}, &Facts::clippedShare, 0.0, 0.001},
       {{.peak = -25.0, .bitsPerSample = 8}, &Facts::clippedShare, 0.0, 0.0},
       {{.codecNoise = 30.0, .codecBandwidth = 4000.0}, &Facts::bandwidth, 4000.0, 100.0},
   };
