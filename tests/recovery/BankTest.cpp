@@ -80,8 +80,9 @@ TEST(BankTest, SaysWhyAPresetIsDoubtful) {
     void (*spoil)(Take& take);
     Reason reason;
   } rows[] = {
-      {[](Take& take) { weaken(take, 192); }, Reason::Noise},
-      // A doubtful count spoils more than half of a preset.
+      {[](Take& take) { weaken(take, 191); }, Reason::Noise},
+      // A doubtful count spoils all of a preset, or more than half of the one that it is in.
+      {[](Take& take) { weaken(take, 192); }, Reason::Count},
       {[](Take& take) { weaken(take, 97, true); }, Reason::Count},
       {[](Take& take) { weaken(take, 96, true); }, Reason::Noise},
       // The weak bit begins at 1.0 s.
@@ -217,6 +218,26 @@ Take takeWith(int sure, bool isAllRecorded) {
   }
   take.bits.back().value = isAllRecorded ? 1 : -1;
   return take;
+}
+
+TEST(BankTest, JoinsAPieceAndTheWholeDump) {
+  Take piece = takeOfOnes();
+  for (std::size_t bit = 5 * bitsPerPreset; bit < bitsPerBank; ++bit) {
+    piece.bits[bit] = {};
+  }
+  piece.endIsClean = false;
+  piece.channelIndex = 1;
+  Take whole = takeOfOnes();
+  whole.beginningIsSure = false;
+  whole.endIsClean = true;
+  EXPECT_THAT(mergeTakes({piece}, {whole}), ElementsAre(ResultOf(surePresets, 40)));
+  EXPECT_EQ(mergeTakes({piece}, {whole})[0].channelIndex, 0);
+
+  // Its tones end in the wrong place, so that of no preset is known where it lies.
+  whole.beginningIsSure = true;
+  whole.countIsOff = true;
+  whole.bits[7000].margin = 0.0F;
+  EXPECT_THAT(mergeTakes({takeOfOnes()}, {whole}), ElementsAre(ResultOf(surePresets, 39)));
 }
 
 TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {

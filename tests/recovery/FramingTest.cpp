@@ -44,7 +44,7 @@ BitSequence sequenceOf(const std::string& text) {
 }
 
 /// Of each dump the leader's ones, the first and the number of its recorded bits, and whether its
-/// beginning is sure and its end clean.
+/// beginning is sure, the count of its bits off and its end clean.
 std::vector<std::string> dumpsOf(const std::string& text) {
   std::vector<std::string> dumps;
   for (const Take& take : frameDumps(sequenceOf(text))) {
@@ -53,7 +53,8 @@ std::vector<std::string> dumpsOf(const std::string& text) {
     const auto count = std::count_if(take.bits.begin(), take.bits.end(), isThere);
     dumps.push_back(std::to_string(take.leaderOnes) + ", " +
                     std::to_string(first - take.bits.begin()) + "+" + std::to_string(count) +
-                    (take.beginningIsSure ? " sure" : "") + (take.endIsClean ? " clean" : ""));
+                    (take.beginningIsSure ? " sure" : "") + (take.countIsOff ? " off" : "") +
+                    (take.endIsClean ? " clean" : ""));
   }
   return dumps;
 }
@@ -75,6 +76,13 @@ TEST(FramingTest, FindsDumps) {
       {times(5, "1") + "0" + data + silence, {"5, 0+7680 sure clean"}},
       {leader + "o" + data + silence, {"100, 0+7680 clean"}},
       {leader + "i0" + data + silence, {"101, 0+7680 clean"}},
+      // A tone goes on after the data.
+      {times(12, "1") + "0" + data + times(40, "1") + silence, {"12, 0+7680 sure"}},
+      {times(12, "1") + "0" + times(3834, "10") + times(52, "1") + silence, {"12, 0+7680"}},
+      // Bits are lost or gained somewhere.
+      {leader + "0" + data + "10" + silence, {"100, 0+7680 sure off"}},
+      {leader + "0" + data + times(16, "10") + silence, {"100, 0+7680 sure off"}},
+      {leader + "0" + times(3825, "10") + silence, {"100, 0+7650 sure off"}},
       {leader + times(7681, "0") + silence, {"100, 0+7680 sure clean"}},
       // The end is missing.
       {leader + "0" + times(2500, "10"), {"100, 0+5000 sure"}},

@@ -296,6 +296,12 @@ TEST(RecoveryTest, ReadsABankOfOneValue) {
   }
 }
 
+TEST(RecoveryTest, IsSureOfNothingWhereSamplesAreLost) {
+  RealRecording recording = record({});
+  recording.samples.erase(recording.samples.begin() + 700'000, recording.samples.begin() + 700'500);
+  EXPECT_EQ(read(search(recording)).count(Verdict::Doubtful), presetCount);
+}
+
 TEST(RecoveryTest, ReadsTheSignsOfWhatIsFarTooFaint) {
   RealRecording recording = record({});
   for (std::size_t i = 0; i < 6'000; ++i) {

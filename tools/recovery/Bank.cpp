@@ -55,9 +55,9 @@ double sumOfMargins(const Take& take) {
   return sum;
 }
 
-bool isAllRecorded(const Take& take) {
-  return std::none_of(take.bits.begin(), take.bits.end(),
-                      [](const BitReading& bit) { return bit.value < 0; });
+std::ptrdiff_t recordedBits(const Take& take) {
+  return std::count_if(take.bits.begin(), take.bits.end(),
+                       [](const BitReading& bit) { return bit.value >= 0; });
 }
 
 bool isBetter(const Take& a, const Take& b) {
@@ -87,14 +87,23 @@ bool beginAlike(const Take& a, const Take& b) {
          std::abs(a.bits.front().start - b.bits.front().start) < tolerance;
 }
 
-/// The better of two takes of one dump, with the presets that only the other is sure of. Where both
-/// are sure and differ, none is.
+/// The better of two takes of one dump. Where their data begin alike, that is one that ends as it
+/// must, with the presets that only the other is sure of; where both are sure and differ, none is.
 Take joined(const Take& a, const Take& b) {
-  const bool isSecondBetter = isBetter(b, a);
+  if (!beginAlike(a, b)) {
+    return isBetter(b, a) ? b : a;
+  }
+  // What reaches the end knows more of the count than what was read before it.
+  if (a.countIsOff || b.countIsOff) {
+    return a.countIsOff ? a : b;
+  }
+  const bool isSecondBetter = a.endIsClean != b.endIsClean ? b.endIsClean : isBetter(b, a);
   Take take = isSecondBetter ? b : a;
   const Take& other = isSecondBetter ? a : b;
-  if (!beginAlike(a, b)) {
-    return take;
+  take.beginningIsSure = a.beginningIsSure || b.beginningIsSure;
+  const Take& ofEarlierChannel = b.channelIndex < a.channelIndex ? b : a;
+  if (2 * surePresets(ofEarlierChannel) >= surePresets(take)) {
+    take.channelIndex = ofEarlierChannel.channelIndex;
   }
   for (int preset = 0; preset < presetCount; ++preset) {
     const auto begin = static_cast<std::ptrdiff_t>(preset * bitsPerPreset);
@@ -117,23 +126,27 @@ bool isAtDropOut(const Take& take, const BitReading& bit) {
 }
 
 bool isCountDoubtful(const Take& take) {
-  return std::any_of(take.doubtfulPlaces.begin(), take.doubtfulPlaces.end(),
+  return take.countIsOff ||
+         std::any_of(take.doubtfulPlaces.begin(), take.doubtfulPlaces.end(),
                      [](const DoubtfulPlace& place) { return place.countIsDoubtful; });
 }
 
-/// Why a preset with `doubtful` doubtful bits, of which `worst` is the least sure, is not sure.
-Reason reasonOf(const Take& take, std::span<const BitReading> bits, const BitReading& worst,
-                int doubtful) {
+/// Why a preset with `doubtful` doubtful bits is not sure.
+Reason reasonOf(const Take& take, std::span<const BitReading> bits, int doubtful) {
   if (std::any_of(bits.begin(), bits.end(), [](const BitReading& b) { return b.value < 0; })) {
     return Reason::NotRecorded;
   }
   if (!take.beginningIsSure) {
     return Reason::Beginning;
   }
-  if (isAtDropOut(take, worst)) {
+  if (std::any_of(bits.begin(), bits.end(), [&](const BitReading& bit) {
+        return bit.margin < sureMargin && isAtDropOut(take, bit);
+      })) {
     return Reason::DropOut;
   }
-  return 2 * doubtful > bitsPerPreset && isCountDoubtful(take) ? Reason::Count : Reason::Noise;
+  const bool isOfCount =
+      doubtful == bitsPerPreset || (2 * doubtful > bitsPerPreset && isCountDoubtful(take));
+  return isOfCount ? Reason::Count : Reason::Noise;
 }
 
 /// Fills in which bits of a preset are not sure, where the least sure one lies, and why.
@@ -155,7 +168,7 @@ void explain(PresetReading& result, std::span<const BitReading> bits, const Take
     }
   }
   result.worstTime = worst->start;
-  result.reason = reasonOf(take, bits, *worst, doubtful);
+  result.reason = reasonOf(take, bits, doubtful);
 }
 
 /// The take that is best for a preset: a sure one, then the one with the largest margin. -1 where
@@ -352,7 +365,8 @@ int bestTake(std::span<const Take> takes) {
       continue;
     }
     const Take& take = takes[static_cast<std::size_t>(best)];
-    const bool isKept = isAllRecorded(take) && surePresets(takes[i]) <= surePresets(take) + few;
+    const bool isKept =
+        recordedBits(take) == bitsPerBank && surePresets(takes[i]) <= surePresets(take) + few;
     if (!isKept && isBetter(takes[i], take)) {
       best = static_cast<int>(i);
     }

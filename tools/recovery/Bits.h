@@ -30,6 +30,7 @@ struct PathBit {
   float margin = 0.0F;  // nats by which the best path with the other value here is less likely
   float gain = 0.0F;    // of its wave, against the usual
   float fit = 0.0F;     // part of the energy here that its wave explains
+  float level = 0.0F;   // that energy, against the usual
 
   bool hasTone() const { return gain >= 0.25F && fit >= 0.4F; }
 };

@@ -14,7 +14,8 @@ class SearchingReader : public TapeDataReader {
   int findData(float* sampleBuffer, int count) {
     samples = sampleBuffer;
     numSamples = static_cast<float>(count);
-    readConsec(9);
+    constexpr int leaderOnes = 10;
+    readConsec(leaderOnes - 1);
     waitforZero();
     return readPos;
   }

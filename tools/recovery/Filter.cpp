@@ -136,7 +136,7 @@ std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
   }
 
   std::vector<float> sorted = peaks;
-  const auto high = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * 3 / 5);
+  const auto high = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * 17 / 20);
   std::nth_element(sorted.begin(), high, sorted.end());
   const float lowest = std::max(*high * weakest, 1.0e-9F);
 

@@ -20,6 +20,7 @@ constexpr float countTrust = 0.25F;  // lengths stray less by chance than by the
 constexpr float endCost = 60.0F;     // nats that it takes to believe that the end is not the end
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
+constexpr std::size_t longestCut = 64;      // bits that a fault of the recorder loses or repeats
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
 constexpr std::size_t fewestToCompare = 4;  // presets
 constexpr float undecided = 4.0F;           // presets of either value that each share begins with
@@ -129,18 +130,48 @@ class Framer {
                         [](const ReadBit& bit) { return bit.hasTone; });
   }
 
+  /// Whether the tones end at bit `i`, or pause.
+  bool endsAt(std::size_t i, const IndexRange& range, const IndexRange& tones) const {
+    return (range.end == tones.end && i == range.end) || (i < range.end && isPauseAt(i));
+  }
+
+  bool isFirmZero(std::size_t i) const {
+    return !sequence.bits[i].value && sequence.bits[i].margin >= sureMargin;
+  }
+
+  /// Whether nothing but ones follows bit `i`: a tone that goes on after the data.
+  bool isToneFrom(std::size_t i, const IndexRange& range) const {
+    std::size_t k = i;
+    while (k < range.end && !isFirmZero(k)) {
+      ++k;
+    }
+    return i < range.end && k == range.end;
+  }
+
+  /// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
+  /// what is taken for the leader would end in more ones.
+  bool isToneAfter(std::size_t i, const IndexRange& range) const {
+    if (!isToneFrom(i, range)) {
+      return false;
+    }
+    std::size_t k = i - shortestLeader;
+    while (k < i && !isFirmZero(k)) {
+      ++k;
+    }
+    return k < i;
+  }
+
   /// How much a zero after `ones` one bits looks like a start marker; nothing where it is none.
   std::optional<double> markerScore(std::size_t marker, std::size_t ones, const IndexRange& range,
                                     const IndexRange& tones) const {
+    const std::size_t first = marker + 1;
     const bool isWhole = range.end == tones.end;
-    const std::size_t left = range.end - (marker + 1);
-    const auto endsAfter = [&](std::size_t count) {
-      return (isWhole && left == count) || (count < left && isPauseAt(marker + 1 + count));
-    };
-    const bool isExact = endsAfter(dataBits);
+    const std::size_t left = range.end - first;
+    const bool isExact =
+        endsAt(first + dataBits, range, tones) || (isWhole && isToneAfter(first + dataBits, range));
     bool fitsEnd = false;
     for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
-      fitsEnd = fitsEnd || endsAfter(count);
+      fitsEnd = fitsEnd || endsAt(first + count, range, tones);
     }
     const bool isFirst = marker - ones == range.begin;
     // Tones that end too soon for all data more likely lack the beginning than the end.
@@ -185,17 +216,14 @@ class Framer {
                                      const IndexRange& tones) const {
     const std::size_t expected = beginning.firstBit + dataBits;
     const auto isNear = [expected](std::size_t i) {
-      return i + farthest >= expected && i <= expected + farthest;
+      return i + longestCut >= expected && i <= expected + longestCut;
     };
     if (range.end == tones.end && isCleanEnd(tones) && isNear(range.end)) {
       return range.end;
     }
-    std::size_t silent = 0;
-    for (std::size_t i = expected - farthest - 1; i < range.end; ++i) {
-      silent = sequence.bits[i].hasTone ? 0 : silent + 1;
-      if (silent == shortestPause) {
-        const std::size_t end = i + 1 - shortestPause;
-        return isNear(end) ? std::optional(end) : std::nullopt;
+    for (std::size_t i = expected - longestCut; i < range.end && isNear(i); ++i) {
+      if (isPauseAt(i)) {
+        return i;
       }
     }
     return std::nullopt;
@@ -228,25 +256,20 @@ class Framer {
   }
 
   void build(const Beginning& beginning, const IndexRange& range, const IndexRange& tones) {
-    const std::optional<std::size_t> knownEnd = findEnd(beginning, range, tones);
-    const std::size_t end = knownEnd.value_or(range.end);
-    const bool isWhole = knownEnd || range.end == tones.end;
+    const std::size_t expected = beginning.firstBit + dataBits;
+    const std::optional<std::size_t> toneEnd = findEnd(beginning, range, tones);
+    const bool endIsKnown =
+        toneEnd && *toneEnd + farthest >= expected && *toneEnd <= expected + farthest;
+    const std::size_t end = endIsKnown ? *toneEnd : range.end;
+    const bool isWhole = endIsKnown || range.end == tones.end;
     const bool isCountedBack = beginning.leaderOnes == 0 && !isExactFromTones(beginning, range);
 
-    stretches.clear();
-    for (const BitSequence::Stretch& stretch : sequence.stretches) {
-      if (stretch.end > beginning.firstBit && stretch.begin < end &&
-          (!knownEnd || stretch.end <= end)) {
-        stretches.push_back(&stretch);
-      }
-    }
-    const int missing =
-        static_cast<int>(dataBits) - static_cast<int>(end - std::min(end, beginning.firstBit));
-    const float endPenalty = knownEnd && isFirmBefore(*knownEnd) ? endCost : 0.0F;
-    likeness.assign(stretches.size() + 1, SlipCosts{});
-    resolve(missing, endPenalty);
-    if (!isCountedBack && weighLikeness(beginning.firstBit, end)) {
-      resolve(missing, endPenalty);
+    countBits({beginning.firstBit, end}, endIsKnown, isCountedBack);
+    const bool countIsOff = isCountOff(toneEnd, expected, range);
+    if (countIsOff) {
+      std::fill(countMargins.begin(), countMargins.end(), 0.0F);
+    } else if (!toneEnd || isToneFrom(expected, range)) {
+      doubtCutCounts();
     }
     std::vector<ReadBit> data = assemble(beginning.firstBit, end);
     const bool endIsClean = isWhole && data.size() == dataBits;
@@ -255,7 +278,8 @@ class Framer {
       offset = dataBits - data.size();
     }
     data.resize(std::min(data.size(), dataBits));
-    const bool isSure = beginningIsSure(beginning, range, endIsClean);
+    const bool hasEnd = endIsClean || (range.end == tones.end && isToneAfter(expected, range));
+    const bool isSure = beginningIsSure(beginning, range, hasEnd);
     if (!isDump(beginning, isSure, data, end)) {
       return;
     }
@@ -264,13 +288,9 @@ class Framer {
     take.endIsClean = endIsClean;
     take.leaderOnes = static_cast<int>(beginning.leaderOnes);
     take.beginningIsSure = isSure;
-    const auto bitAt = [this](std::size_t i) { return sequence.bits[i]; };
+    take.countIsOff = countIsOff;
     if (beginning.firstBit > range.begin && !isCountedBack) {
-      take.marker = {bitAt(beginning.firstBit - 1).start, bitAt(beginning.firstBit - 1).end};
-      if (beginning.leaderOnes > 0) {
-        take.leader = {bitAt(beginning.firstBit - 1 - beginning.leaderOnes).start,
-                       take.marker.start};
-      }
+      placeLeader(take, beginning);
     }
     take.bits.resize(dataBits);
     for (std::size_t i = 0; i < data.size(); ++i) {
@@ -278,6 +298,34 @@ class Framer {
                                static_cast<std::int8_t>(data[i].value ? 1 : 0)};
     }
     takes.push_back(std::move(take));
+  }
+
+  void placeLeader(Take& take, const Beginning& beginning) const {
+    const ReadBit& marker = sequence.bits[beginning.firstBit - 1];
+    take.marker = {marker.start, marker.end};
+    if (beginning.leaderOnes > 0) {
+      take.leader = {sequence.bits[beginning.firstBit - 1 - beginning.leaderOnes].start,
+                     marker.start};
+    }
+  }
+
+  /// Finds how many bits the weak stretches of the data lose or gain, and how sure that is.
+  void countBits(const IndexRange& data, bool endIsKnown, bool isCountedBack) {
+    stretches.clear();
+    for (const BitSequence::Stretch& stretch : sequence.stretches) {
+      if (stretch.end > data.begin && stretch.begin < data.end &&
+          (!endIsKnown || stretch.end <= data.end)) {
+        stretches.push_back(&stretch);
+      }
+    }
+    const int missing =
+        static_cast<int>(dataBits) - static_cast<int>(data.end - std::min(data.end, data.begin));
+    const float endPenalty = endIsKnown && isFirmBefore(data.end) ? endCost : 0.0F;
+    likeness.assign(stretches.size() + 1, SlipCosts{});
+    resolve(missing, endPenalty);
+    if (!isCountedBack && weighLikeness(data.begin, data.end)) {
+      resolve(missing, endPenalty);
+    }
   }
 
   /// Whether the bits are those of a dump, and not what can be made of another sound.
@@ -296,7 +344,7 @@ class Framer {
            beginning.firstBit - 1 - beginning.leaderOnes == range.begin;
   }
 
-  bool beginningIsSure(const Beginning& beginning, const IndexRange& range, bool endIsClean) const {
+  bool beginningIsSure(const Beginning& beginning, const IndexRange& range, bool hasEnd) const {
     if (beginning.firstBit == range.begin) {
       return false;
     }
@@ -310,7 +358,7 @@ class Framer {
     if (least < sureMargin) {
       return false;
     }
-    if (endIsClean) {
+    if (hasEnd) {
       return beginning.leaderOnes >= shortestLeader || isExactFromTones(beginning, range);
     }
     return beginning.leaderOnes >= longLeader ||
@@ -399,6 +447,36 @@ class Framer {
     }
   }
 
+  /// Whether a firm end of the tones is not where the data must end: a piece of the recording was
+  /// lost or repeated somewhere.
+  bool isCountOff(std::optional<std::size_t> toneEnd, std::size_t expected,
+                  const IndexRange& range) const {
+    return toneEnd && isFirmBefore(*toneEnd) && !isToneFrom(expected, range) &&
+           static_cast<std::ptrdiff_t>(expected - *toneEnd) != slips.back();
+  }
+
+  /// Where no end tells how many bits there are, takes no count for sure after a place that looks
+  /// like a cut or is too long to tell.
+  void doubtCutCounts() {
+    for (std::size_t i = 0; i < stretches.size(); ++i) {
+      if (isUnread(*stretches[i]) || looksCut(*stretches[i])) {
+        std::fill(countMargins.begin() + static_cast<std::ptrdiff_t>(i) + 1, countMargins.end(),
+                  0.0F);
+        return;
+      }
+    }
+  }
+
+  /// Whether a weak stretch is loud where it fits no wave: no drop-out, but a jump.
+  bool looksCut(const BitSequence::Stretch& stretch) const {
+    constexpr float mostFit = 0.6F;
+    constexpr float leastLevel = 0.5F;
+    return std::any_of(
+        sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch.begin),
+        sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch.end),
+        [](const ReadBit& bit) { return bit.fit < mostFit && bit.level > leastLevel; });
+  }
+
   /// Calls `use(from, to, cost)` for each way in which a stretch may change the slip.
   template <typename Use>
   static void forEachStep(const BitSequence::Stretch& stretch, Use use) {
@@ -481,15 +559,18 @@ class Framer {
     return true;
   }
 
+  /// Whether a stretch is too long to be read with more or fewer bits.
+  static bool isUnread(const BitSequence::Stretch& stretch) {
+    return stretch.readings.empty() || stretch.readings[farthestSlip].bits.empty();
+  }
+
   static float costOf(const BitSequence::Stretch& stretch, int slip) {
-    if (stretch.readings.empty()) {
-      return 0.0F;  // too long to tell
-    }
-    const auto& reading = stretch.readings[static_cast<std::size_t>(slip + farthestSlip)];
     if (slip == 0) {
       return 0.0F;
     }
-    return reading.bits.empty() ? impossible : reading.cost;
+    const auto index = static_cast<std::size_t>(slip + farthestSlip);
+    return isUnread(stretch) || stretch.readings[index].bits.empty() ? impossible
+                                                                     : stretch.readings[index].cost;
   }
 
   /// The data bits from `first` on with the chosen slips; margins take in what the count costs.

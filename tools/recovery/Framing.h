@@ -17,6 +17,7 @@ struct ReadBit {
   float margin = 0.0F;  // nats
   float gain = 1.0F;    // of its wave, against the usual
   float fit = 1.0F;     // part of the energy here that its wave explains
+  float level = 1.0F;   // that energy, against the usual
 };
 
 /// How the bits of a region hang together.

@@ -27,13 +27,13 @@ BitSequence sequenceOf(const BitChain& chain) {
   BitSequence sequence;
   sequence.beginsInSilence = chain.beginsInSilence;
   for (const TimedBit& bit : chain.bits) {
-    sequence.bits.push_back({bit.start, bit.end, bit.value, true, chainMargin, 1.0F, 1.0F});
+    sequence.bits.push_back({bit.start, bit.end, bit.value, true, chainMargin, 1.0F, 1.0F, 1.0F});
   }
   if (chain.endsInSilence) {
     const double end = chain.bits.back().end;
     constexpr std::size_t silentBits = 4;
     sequence.bits.insert(sequence.bits.end(), silentBits,
-                         {end, end, false, false, 0.0F, 0.0F, 0.0F});
+                         {end, end, false, false, 0.0F, 0.0F, 0.0F, 0.0F});
   }
   return sequence;
 }
@@ -42,13 +42,10 @@ ReadBit readBitOf(const PathBit& bit, const TapeSignal& signal) {
   const auto timeAt = [&](int position) {
     return signal.times[std::min(static_cast<std::size_t>(position), signal.times.size() - 1)];
   };
-  return {timeAt(bit.start),
-          timeAt(bit.start + bit.length),
-          bit.value,
-          bit.hasTone(),
-          bit.margin,
-          bit.gain,
-          bit.fit};
+  return {timeAt(bit.start), timeAt(bit.start + bit.length),
+          bit.value,         bit.hasTone(),
+          bit.margin,        bit.gain,
+          bit.fit,           bit.level};
 }
 
 std::vector<ReadBit> readBitsOf(const std::vector<PathBit>& bits, const TapeSignal& signal) {
@@ -87,6 +84,22 @@ bool isWhole(const std::vector<Take>& takes, double duration) {
   return isAnyWhole && left < shortestDump;
 }
 
+/// From where on the speed is not to be trusted, in seconds, if another sound right after the dump
+/// hides how fast the tape ran: some time before the last sure bit, where only the last few are
+/// not.
+std::optional<double> hiddenSpeedFrom(const Take& take) {
+  constexpr std::ptrdiff_t few = 24;
+  constexpr double reach = 0.03;  // seconds that are misread already
+  const auto isFirm = [](const BitReading& bit) {
+    return bit.value >= 0 && bit.margin >= sureMargin;
+  };
+  const auto last = std::find_if(take.bits.rbegin(), take.bits.rbegin() + few, isFirm);
+  if (last == take.bits.rbegin() || last == take.bits.rbegin() + few) {
+    return std::nullopt;
+  }
+  return last->end - reach;
+}
+
 std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleRate) {
   std::vector<float> evened = recorded;
   removeBass(evened, sampleRate);
@@ -102,14 +115,23 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     std::vector<Take> found = frameDumps(sequenceOf(chain));
     std::move(found.begin(), found.end(), std::back_inserter(takes));
   }
-  if (!isWhole(takes, static_cast<double>(recorded.size()) / sampleRate)) {
-    const TapeSignal signal = resample(evened, sampleRate, *track);
+  const auto decode = [&](const SpeedTrack& speed) {
+    const TapeSignal signal = resample(evened, sampleRate, speed);
     const BitSequence sequence = sequenceOf(readByWaves(signal, readByEnergy(signal)), signal);
     std::vector<Take> decoded = frameDumps(sequence);
     for (Take& take : decoded) {
       describePlaces(take, sequence, recorded, sampleRate);
     }
     takes = mergeTakes(std::move(decoded), takes);
+  };
+  if (!isWhole(takes, static_cast<double>(recorded.size()) / sampleRate)) {
+    decode(*track);
+  }
+  const std::optional<double> hidden = takes.empty() ? std::nullopt : hiddenSpeedFrom(takes.back());
+  if (hidden) {
+    SpeedTrack held = *track;
+    held.holdAfter(*hidden);
+    decode(held);
   }
   for (Take& take : takes) {
     describeSignal(take, recorded, evened, sampleRate, *track);

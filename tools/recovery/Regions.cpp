@@ -10,7 +10,7 @@ namespace {
 constexpr double tonesPart = 0.66;  // of a block's energy that the two bands must hold
 constexpr double lowest = 250.0;    // hertz of what the bands' part is taken of
 constexpr double highest = 6000.0;
-constexpr double quietest = 1.0e-11;   // mean square below which a block is silence: -110 dBFS
+constexpr double quietest = 1.0e-14;   // mean square below which a block is silence: -140 dBFS
 constexpr double windowSeconds = 0.6;  // over which tones are counted
 constexpr double openPart = 0.5;       // of the window that opens a region
 constexpr double closePart = 0.2;      // of the window under which it ends

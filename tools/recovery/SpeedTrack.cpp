@@ -41,7 +41,7 @@ std::vector<float> heightsOf(const std::vector<float>& tone, double rate) {
   return levelsAround(tone, static_cast<std::size_t>(reach * rate), 2.0);
 }
 
-/// The cycles of `tone`, between crossings in the same direction, where it outweighs `other`.
+/// The cycles of `tone`, between crossings in the same direction, where it outweighs the other one.
 std::vector<Cycle> cyclesOf(const std::vector<float>& tone, const std::vector<float>& heights,
                             const std::vector<float>& otherHeights, Range periods, double rate) {
   std::vector<Cycle> cycles;
@@ -179,6 +179,13 @@ std::optional<SpeedTrack> SpeedTrack::measure(const std::vector<float>& samples,
   smooth(shorts);
   track.shortLengths = std::move(shorts);
   return track;
+}
+
+void SpeedTrack::holdAfter(double time) {
+  const std::size_t last =
+      std::min(static_cast<std::size_t>(std::max(time, 0.0) / hop), shortLengths.size() - 1);
+  std::fill(shortLengths.begin() + static_cast<std::ptrdiff_t>(last), shortLengths.end(),
+            shortLengths[last]);
 }
 
 double SpeedTrack::shortHalfPeriod(double time) const {

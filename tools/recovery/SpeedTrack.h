@@ -12,6 +12,9 @@ class SpeedTrack {
   /// is found.
   static std::optional<SpeedTrack> measure(const std::vector<float>& samples, double sampleRate);
 
+  /// Lets the speed at `time`, in seconds, hold after it: what follows is no tape's.
+  void holdAfter(double time);
+
   /// The length of a short half-period around `time`, in seconds; `time` in seconds from the first
   /// sample.
   double shortHalfPeriod(double time) const;

@@ -88,6 +88,7 @@ struct Take {
   int leaderOnes = 0;            // one bits read before the start marker
   Span marker;                   // the start marker, a zero bit; empty where it was not recorded
   bool beginningIsSure = false;  // the first bit is where it is said to be
+  bool countIsOff = false;       // bits were lost or repeated, by the place where the tones end
   bool endIsClean = false;       // the tones end within a bit of the last of the 7,680 bits
   std::vector<BitReading> bits;  // always 7,680
   std::vector<SpeedPoint> speed;

@@ -239,8 +239,8 @@ void WaveDecoder::describe(std::vector<PathBit>& bits) const {
     const double explained =
         2.0 * static_cast<double>(score(before, bit.value, start) / weightAt(bit.start));
     bit.fit = static_cast<float>(std::min(1.0, explained / std::max(energyOf(bit), 1.0e-9)));
-    const float level = signal.levels[start + static_cast<std::size_t>(length) / 2];
-    bit.gain = std::sqrt(level * bit.fit / usualLevel);
+    bit.level = signal.levels[start + static_cast<std::size_t>(length) / 2] / usualLevel;
+    bit.gain = std::sqrt(bit.level * bit.fit);
     before = bit.value;
   }
 }

@@ -91,7 +91,7 @@ void Waves::correlate(const std::vector<float>& samples,
 
 std::array<bool, 2> Waves::findRare(const std::vector<PathBit>& bits) {
   constexpr int many = bitsPerBank / 2;
-  constexpr int few = 500;
+  constexpr int few = 1000;
   std::array<int, 2> counts{};
   for (const PathBit& bit : bits) {
     counts[bit.value ? 1 : 0] += bit.hasTone() ? 1 : 0;
