@@ -83,6 +83,9 @@ TEST(FramingTest, FindsDumps) {
       {leader + "0" + data + "10" + silence, {"100, 0+7680 sure off"}},
       {leader + "0" + data + times(16, "10") + silence, {"100, 0+7680 sure off"}},
       {leader + "0" + times(3825, "10") + silence, {"100, 0+7650 sure off"}},
+      {leader + "0" + times(3820, "10") + times(10, ".") + times(15, "10") + times(8, ".") + dump +
+           silence,
+       {"100, 0+7680 sure clean", "100, 0+7680 sure clean"}},
       {leader + times(7681, "0") + silence, {"100, 0+7680 sure clean"}},
       // The end is missing.
       {leader + "0" + times(2500, "10"), {"100, 0+5000 sure"}},

@@ -121,6 +121,15 @@ class Framer {
     return tones.end + 3 < sequence.bits.size();
   }
 
+  bool hasToneIn(const IndexRange& range) const {
+    for (std::size_t i = range.begin; i < range.end; ++i) {
+      if (sequence.bits[i].hasTone) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   /// Whether the tones end before bit `i`, at least for a pause.
   bool isPauseAt(std::size_t i) const {
     const std::vector<ReadBit>& bits = sequence.bits;
@@ -222,7 +231,8 @@ class Framer {
       return range.end;
     }
     for (std::size_t i = expected - longestCut; i < range.end && isNear(i); ++i) {
-      if (isPauseAt(i)) {
+      // Tones that go on before the data can end come after a drop-out.
+      if (isPauseAt(i) && !hasToneIn({i, std::min(expected, range.end)})) {
         return i;
       }
     }
