@@ -237,7 +237,9 @@ TEST(BankTest, JoinsAPieceAndTheWholeDump) {
   whole.beginningIsSure = true;
   whole.countIsOff = true;
   whole.bits[7000].margin = 0.0F;
-  EXPECT_THAT(mergeTakes({takeOfOnes()}, {whole}), ElementsAre(ResultOf(surePresets, 39)));
+  whole.endIsClean = false;
+  EXPECT_THAT(mergeTakes({piece}, {whole}), ElementsAre(ResultOf(surePresets, 39)));
+  EXPECT_THAT(mergeTakes({takeOfOnes()}, {whole}), ElementsAre(ResultOf(surePresets, 40)));
 }
 
 TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {

@@ -93,8 +93,8 @@ Take joined(const Take& a, const Take& b) {
   if (!beginAlike(a, b)) {
     return isBetter(b, a) ? b : a;
   }
-  // What reaches the end knows more of the count than what was read before it.
-  if (a.countIsOff || b.countIsOff) {
+  // What reaches the end knows more of the count than a piece does.
+  if ((a.countIsOff && !b.endIsClean) || (b.countIsOff && !a.endIsClean)) {
     return a.countIsOff ? a : b;
   }
   const bool isSecondBetter = a.endIsClean != b.endIsClean ? b.endIsClean : isBetter(b, a);
@@ -126,8 +126,7 @@ bool isAtDropOut(const Take& take, const BitReading& bit) {
 }
 
 bool isCountDoubtful(const Take& take) {
-  return take.countIsOff ||
-         std::any_of(take.doubtfulPlaces.begin(), take.doubtfulPlaces.end(),
+  return std::any_of(take.doubtfulPlaces.begin(), take.doubtfulPlaces.end(),
                      [](const DoubtfulPlace& place) { return place.countIsDoubtful; });
 }
 
