@@ -134,9 +134,7 @@ class Framer {
   bool isPauseAt(std::size_t i) const {
     const std::vector<ReadBit>& bits = sequence.bits;
     return i > 0 && i + shortestPause <= bits.size() && bits[i - 1].hasTone &&
-           std::none_of(bits.begin() + static_cast<std::ptrdiff_t>(i),
-                        bits.begin() + static_cast<std::ptrdiff_t>(i + shortestPause),
-                        [](const ReadBit& bit) { return bit.hasTone; });
+           !hasToneIn({i, i + shortestPause});
   }
 
   /// Whether the tones end at bit `i`, or pause.
@@ -144,30 +142,24 @@ class Framer {
     return (range.end == tones.end && i == range.end) || (i < range.end && isPauseAt(i));
   }
 
-  bool isFirmZero(std::size_t i) const {
-    return !sequence.bits[i].value && sequence.bits[i].margin >= sureMargin;
+  bool hasFirmZeroIn(const IndexRange& range) const {
+    for (std::size_t i = range.begin; i < range.end; ++i) {
+      if (!sequence.bits[i].value && sequence.bits[i].margin >= sureMargin) {
+        return true;
+      }
+    }
+    return false;
   }
 
   /// Whether nothing but ones follows bit `i`: a tone that goes on after the data.
   bool isToneFrom(std::size_t i, const IndexRange& range) const {
-    std::size_t k = i;
-    while (k < range.end && !isFirmZero(k)) {
-      ++k;
-    }
-    return i < range.end && k == range.end;
+    return i < range.end && !hasFirmZeroIn({i, range.end});
   }
 
   /// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
   /// what is taken for the leader would end in more ones.
   bool isToneAfter(std::size_t i, const IndexRange& range) const {
-    if (!isToneFrom(i, range)) {
-      return false;
-    }
-    std::size_t k = i - shortestLeader;
-    while (k < i && !isFirmZero(k)) {
-      ++k;
-    }
-    return k < i;
+    return isToneFrom(i, range) && hasFirmZeroIn({i - shortestLeader, i});
   }
 
   /// How much a zero after `ones` one bits looks like a start marker; nothing where it is none.
