@@ -50,7 +50,7 @@ float leastMargin(std::span<const BitReading> bits) {
 double sumOfMargins(const Take& take) {
   double sum = 0.0;
   for (const BitReading& bit : take.bits) {
-    sum += bit.value < 0 ? 0.0 : static_cast<double>(std::min(bit.margin, 2.0F * sureMargin));
+    sum += bit.value < 0 ? -1.0 : static_cast<double>(std::min(bit.margin, 2.0F * sureMargin));
   }
   return sum;
 }
@@ -357,6 +357,9 @@ void takeOpinion(Take& take, const PresetBank& other) {
 
 int bestTake(std::span<const Take> takes) {
   constexpr int few = 4;  // doubtful presets for which a whole dump does not yield to a later one
+  const auto worth = [](const Take& take) {
+    return 2 * surePresets(take) + static_cast<int>(recordedBits(take) / bitsPerPreset);
+  };
   int best = -1;
   for (std::size_t i = 0; i < takes.size(); ++i) {
     if (best < 0) {
@@ -364,9 +367,9 @@ int bestTake(std::span<const Take> takes) {
       continue;
     }
     const Take& take = takes[static_cast<std::size_t>(best)];
-    const bool isKept =
-        recordedBits(take) == bitsPerBank && surePresets(takes[i]) <= surePresets(take) + few;
-    if (!isKept && isBetter(takes[i], take)) {
+    const int more = worth(takes[i]) - worth(take);
+    const bool isKept = recordedBits(take) == bitsPerBank && more <= 2 * few;
+    if (!isKept && (more > 0 || (more == 0 && isBetter(takes[i], take)))) {
       best = static_cast<int>(i);
     }
   }

@@ -21,6 +21,7 @@ constexpr float endCost = 60.0F;     // nats that it takes to believe that the e
 constexpr float impossible = 1.0e9F;
 constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may lose or gain
 constexpr std::size_t longestCut = 64;      // bits that a fault of the recorder loses or repeats
+constexpr std::size_t longestDropOut = 45;  // bits
 constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
 constexpr std::size_t fewestToCompare = 4;  // presets
 constexpr float undecided = 4.0F;           // presets of either value that each share begins with
@@ -191,17 +192,26 @@ class Framer {
 
   std::optional<Beginning> findBeginning(const IndexRange& range, const IndexRange& tones) const {
     std::optional<Beginning> best;
-    std::size_t ones = 0;
+    std::size_t leader = range.begin;
+    std::size_t lastZero = range.begin;
+    std::size_t silent = 0;
     for (std::size_t i = range.begin; i < range.end; ++i) {
-      if (sequence.bits[i].value) {
-        ++ones;
-        continue;
+      const ReadBit& bit = sequence.bits[i];
+      silent = bit.hasTone ? 0 : silent + 1;
+      if (!bit.value) {
+        std::optional<double> score = markerScore(i, i - leader, range, tones);
+        if (score) {
+          *score += static_cast<double>(std::min(i - lastZero, plainLeader));
+        }
+        if (score && (!best || *score > best->score)) {
+          best = Beginning{i + 1, i - leader, *score};
+        }
+        lastZero = i;
       }
-      const std::optional<double> score = markerScore(i, ones, range, tones);
-      if (score && (!best || *score > best->score)) {
-        best = Beginning{i + 1, ones, *score};
+      // A zero that is not firm may be a one in a drop-out.
+      if (silent > longestDropOut || (!bit.value && bit.margin >= sureMargin)) {
+        leader = i + 1;
       }
-      ones = 0;
     }
     if (!best && range.end == tones.end && isCleanEnd(tones)) {
       // No leader is left: the data are counted back from their end.
@@ -267,11 +277,15 @@ class Framer {
     const bool isCountedBack = beginning.leaderOnes == 0 && !isExactFromTones(beginning, range);
 
     countBits({beginning.firstBit, end}, endIsKnown, isCountedBack);
-    const bool countIsOff = isCountOff(toneEnd, expected, range);
+    const bool endAgrees =
+        toneEnd && static_cast<std::ptrdiff_t>(expected - *toneEnd) == slips.back();
+    const bool toneGoesOn = isToneFrom(expected, range);
+    // A firm end elsewhere: a piece of the recording was lost or repeated somewhere.
+    const bool countIsOff = toneEnd && !endAgrees && !toneGoesOn && isFirmBefore(*toneEnd);
     if (countIsOff) {
       std::fill(countMargins.begin(), countMargins.end(), 0.0F);
-    } else if (!toneEnd || isToneFrom(expected, range)) {
-      doubtCutCounts();
+    } else if (!endAgrees || toneGoesOn) {
+      doubtCutCounts(toneEnd && !toneGoesOn ? 0.1F : 0.0F);
     }
     std::vector<ReadBit> data = assemble(beginning.firstBit, end);
     const bool endIsClean = isWhole && data.size() == dataBits;
@@ -449,24 +463,30 @@ class Framer {
     }
   }
 
-  /// Whether a firm end of the tones is not where the data must end: a piece of the recording was
-  /// lost or repeated somewhere.
-  bool isCountOff(std::optional<std::size_t> toneEnd, std::size_t expected,
-                  const IndexRange& range) const {
-    return toneEnd && isFirmBefore(*toneEnd) && !isToneFrom(expected, range) &&
-           static_cast<std::ptrdiff_t>(expected - *toneEnd) != slips.back();
-  }
-
-  /// Where no end tells how many bits there are, takes no count for sure after a place that looks
-  /// like a cut or is too long to tell.
-  void doubtCutCounts() {
+  /// Where no end tells how many bits there are, takes no count for sure after a stretch that is
+  /// too long to tell, or that looks like a cut and might well have another count.
+  void doubtCutCounts(float cutTrust) {
     for (std::size_t i = 0; i < stretches.size(); ++i) {
-      if (isUnread(*stretches[i]) || looksCut(*stretches[i])) {
+      const BitSequence::Stretch& stretch = *stretches[i];
+      if (isUnread(stretch) ||
+          (looksCut(stretch) &&
+           cutTrust * costOfOther(stretch, slips[i + 1] - slips[i]) < sureMargin)) {
         std::fill(countMargins.begin() + static_cast<std::ptrdiff_t>(i) + 1, countMargins.end(),
                   0.0F);
         return;
       }
     }
+  }
+
+  /// What it costs more to read a stretch with another slip than with this one.
+  static float costOfOther(const BitSequence::Stretch& stretch, int slip) {
+    float least = impossible;
+    for (int other = -farthestSlip; other <= farthestSlip; ++other) {
+      if (other != slip) {
+        least = std::min(least, costOf(stretch, other) - costOf(stretch, slip));
+      }
+    }
+    return least;
   }
 
   /// Whether a weak stretch is loud where it fits no wave: no drop-out, but a jump.
