@@ -210,13 +210,13 @@ TEST(BankTest, MergesTakesThatOverlap) {
   EXPECT_EQ(merged(24.0)[0].bits[192].margin, 0.5F);
 }
 
-/// A take with so many sure presets, the first ones, and all of its bits or all but one.
-Take takeWith(int sure, bool isAllRecorded) {
+/// A take with so many sure presets, the first ones, and so many bits recorded.
+Take takeWith(int sure, int recorded = bitsPerBank) {
   Take take = takeOfOnes(10.0F);
   for (int bit = 0; bit < sure * bitsPerPreset; ++bit) {
     take.bits[static_cast<std::size_t>(bit)].margin = 1000.0F;
   }
-  take.bits.back().value = isAllRecorded ? 1 : -1;
+  std::fill(take.bits.begin() + recorded, take.bits.end(), BitReading{});
   return take;
 }
 
@@ -246,22 +246,26 @@ TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
   Take unsureOfBeginning = takeOfOnes();
   unsureOfBeginning.beginningIsSure = false;
   unsureOfBeginning.bits.back().value = -1;
-  Take oneVerySureBit = takeWith(0, false);
+  Take oneVerySureBit = takeWith(0, bitsPerBank - 1);
   oneVerySureBit.bits[0].margin = 1.0e6F;
   const struct {
     Take first;
     Take second;
     int best;
   } rows[] = {
-      {takeWith(30, true), takeWith(34, true), 0},
-      {takeWith(30, true), takeWith(35, true), 1},
-      {takeWith(30, true), takeWith(29, true), 0},
-      {takeWith(30, false), takeWith(31, true), 1},
-      {takeWith(30, false), takeWith(29, true), 0},
-      {takeWith(30, false), takeWith(30, true), 1},  // by its margins
+      {takeWith(30), takeWith(34), 0},
+      {takeWith(30), takeWith(35), 1},
+      {takeWith(30), takeWith(29), 0},
+      {takeWith(30, bitsPerBank - 1), takeWith(31), 1},
+      {takeWith(30, bitsPerBank - 1), takeWith(29), 0},
+      {takeWith(30, bitsPerBank - 1), takeWith(30), 1},  // by its margins
       {oneVerySureBit, takeOfOnes(11.0F), 1},
-      {unsureOfBeginning, takeWith(0, true), 1},
-      {takeWith(0, false), unsureOfBeginning, 0},
+      {unsureOfBeginning, takeWith(0), 1},
+      {takeWith(0, bitsPerBank - 1), unsureOfBeginning, 0},
+      {takeWith(14, 14 * bitsPerPreset), takeWith(2), 1},
+      {takeWith(16, 16 * bitsPerPreset), takeWith(2), 0},
+      {takeWith(2), takeWith(17, 17 * bitsPerPreset), 0},
+      {takeWith(2), takeWith(18, 18 * bitsPerPreset), 1},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(bestTake(std::array{row.first, row.second}), row.best) << &row - rows;

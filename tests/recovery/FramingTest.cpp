@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "recovery/Bits.h"
 #include "recovery/Framing.h"
 
 namespace recovery {
@@ -76,6 +77,10 @@ TEST(FramingTest, FindsDumps) {
       {times(5, "1") + "0" + data + silence, {"5, 0+7680 sure clean"}},
       {leader + "o" + data + silence, {"100, 0+7680 clean"}},
       {leader + "i0" + data + silence, {"101, 0+7680 clean"}},
+      {leader + "o" + times(2500, "01"), {"100, 0+5000"}},
+      {leader + "ooo1110" + data + silence, {"106, 0+7680 clean"}},
+      {leader + "ooo" + times(10, "1") + "0" + data + silence, {"113, 0+7680 sure clean"}},
+      {times(2000, "1") + times(50, ".") + dump + silence, {"100, 0+7680 sure clean"}},
       // A tone goes on after the data.
       {times(12, "1") + "0" + data + times(40, "1") + silence, {"12, 0+7680 sure"}},
       {times(12, "1") + "0" + times(3834, "10") + times(52, "1") + silence, {"12, 0+7680"}},
@@ -117,14 +122,14 @@ TEST(FramingTest, FindsDumps) {
   }
 }
 
-/// The first dump, where the bits 3,000 to 3,004 may be one more, at a cost of 5 nats.
-Take takeOf(const std::string& text) {
+/// The first dump, where the bits 3,000 to 3,004 may be one more at a cost in nats.
+Take takeOf(const std::string& text, float cost = 5.0F) {
   BitSequence sequence = sequenceOf(text);
   const auto bits = sequence.bits.begin() + 3000;
   BitSequence::Stretch stretch{.begin = 3000, .end = 3005, .readings = {}, .other = {}};
   stretch.readings.resize(2 * farthestSlip + 1);
   stretch.readings[farthestSlip] = {0.0F, {bits, bits + 5}};
-  stretch.readings[farthestSlip + 1] = {5.0F, {bits, bits + 6}};
+  stretch.readings[farthestSlip + 1] = {cost, {bits, bits + 6}};
   sequence.stretches.push_back(stretch);
   return frameDumps(sequence).at(0);
 }
@@ -148,6 +153,31 @@ TEST(FramingTest, GivesBackALostBitWhereThePresetsAreAlikeThen) {
       takeOf(times(100, "1") + "0" + times(1452, "10") + times(2387, "01") + "0" + times(100, "."));
   EXPECT_GE(take.bits[3010 - 101].margin, sureMargin);
   EXPECT_EQ(take.bits[7679].value, 0);
+}
+
+TEST(FramingTest, DoubtsTheCountAfterACutWhereNoEndAgrees) {
+  const std::string begin = times(100, "1") + "0" + times(1449, "10") + "1";
+  const std::string rest = times(2388, "10");
+  const std::string silence(100, '.');
+  const struct {
+    std::string text;
+    float cost;
+    bool isSure;
+  } rows[] = {
+      {begin + "1f111" + rest, 1000.0F, false},
+      {begin + "11111" + rest, 1000.0F, true},
+      {begin + "1f111" + rest + silence, 100.0F, true},
+      {begin + "1f111" + rest + times(40, "1") + silence, 1000.0F, false},
+      // The tones fade where the data end, or one bit too soon.
+      {begin + "1f111" + times(2387, "10") + "vv" + silence, 100.0F, true},
+      {begin + "1f111" + times(2387, "10") + "v" + silence, 100.0F, false},
+      {begin + "1f111" + times(2387, "10") + "v" + silence, 200.0F, true},
+      {begin + "11111" + times(2387, "10") + "v" + silence, 100.0F, true},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(takeOf(row.text, row.cost).bits[3010].margin >= sureMargin, row.isSure)
+        << &row - rows;
+  }
 }
 
 }  // namespace

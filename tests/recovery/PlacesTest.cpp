@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "recovery/Bits.h"
 #include "recovery/Places.h"
 
 namespace recovery {

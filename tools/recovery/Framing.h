@@ -1,43 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <vector>
 
-#include "recovery/Bits.h"
+#include "recovery/BitSequence.h"
 #include "recovery/Take.h"
 
 namespace recovery {
-
-/// A bit on its way into the frame of a dump.
-struct ReadBit {
-  double start = 0.0;  // seconds
-  double end = 0.0;
-  bool value = false;
-  bool hasTone = false;
-  float margin = 0.0F;  // nats
-  float gain = 1.0F;    // of its wave, against the usual
-  float fit = 1.0F;     // part of the energy here that its wave explains
-  float level = 1.0F;   // that energy, against the usual
-};
-
-/// How the bits of a region hang together.
-struct BitSequence {
-  std::vector<ReadBit> bits;
-  bool beginsInSilence = true;  // before the first bit with a tone nothing else of a dump is lost
-
-  /// What a weak stretch might be instead: `readings[i]` has i - `farthestSlip` bits more.
-  struct Stretch {
-    std::size_t begin = 0;  // indices into `bits`
-    std::size_t end = 0;
-    struct Reading {
-      float cost = 0.0F;
-      std::vector<ReadBit> bits;  // empty where there is none
-    };
-    std::vector<Reading> readings;  // 2 * farthestSlip + 1 of them
-    std::vector<ReadBit> other;     // the best reading in which its weakest bit differs
-  };
-  std::vector<Stretch> stretches;  // in the order of time
-};
 
 /// Finds the dumps in a sequence of bits: a leader of ones, its first zero, 7,680 bits. Fills what
 /// a take has of its bits, leader and marker; the rest is left.

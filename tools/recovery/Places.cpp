@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "recovery/Bits.h"
+
 namespace recovery {
 
 namespace {

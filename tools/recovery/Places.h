@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "recovery/Framing.h"
+#include "recovery/BitSequence.h"
 #include "recovery/Take.h"
 
 namespace recovery {

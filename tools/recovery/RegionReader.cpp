@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "recovery/Bank.h"
+#include "recovery/BitSequence.h"
 #include "recovery/Bits.h"
 #include "recovery/ChannelMix.h"
 #include "recovery/Filter.h"

@@ -1,0 +1,224 @@
+#include "recovery/DumpEdges.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "recovery/Bits.h"
+
+namespace recovery {
+
+namespace {
+
+constexpr std::size_t longestCut = 64;      // bits that a fault of the recorder loses or repeats
+constexpr std::size_t longestDropOut = 45;  // bits
+constexpr std::size_t shortestPause = 8;    // bits without a tone that end the data
+
+/// Whether a bit at the end of the tones is a whole one, and not the beginning of one.
+bool isWholeBit(const std::vector<ReadBit>& bits, std::size_t i) {
+  constexpr std::size_t reach = 20;
+  float usual = 0.0F;
+  std::size_t count = 0;
+  for (std::size_t k = i - std::min(i, reach); k < i; ++k) {
+    usual += bits[k].gain;
+    ++count;
+  }
+  return bits[i].fit >= 0.7F &&
+         (count == 0 || bits[i].gain >= 0.6F * usual / static_cast<float>(count));
+}
+
+}  // namespace
+
+std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
+  std::vector<IndexRange> ranges;
+  for (std::size_t i = 0; i < bits.size(); ++i) {
+    if (!bits[i].hasTone) {
+      continue;
+    }
+    if (!ranges.empty() && i <= ranges.back().end + longestGap) {
+      ranges.back().end = i + 1;
+    } else {
+      ranges.push_back({i, i + 1});
+    }
+  }
+  for (IndexRange& range : ranges) {
+    while (range.end > range.begin + 1 && !isWholeBit(bits, range.end - 1)) {
+      --range.end;
+    }
+  }
+  return ranges;
+}
+
+DumpEdges::DumpEdges(const BitSequence& sequence, const IndexRange& rangeToSearch,
+                     const IndexRange& toneRange)
+    : bits(sequence.bits),
+      beginsInSilence(sequence.beginsInSilence),
+      range(rangeToSearch),
+      tones(toneRange) {}
+
+bool DumpEdges::isCleanEnd() const {
+  // The recording goes on after the tones.
+  return tones.end + 3 < bits.size();
+}
+
+bool DumpEdges::hasToneIn(const IndexRange& part) const {
+  return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
+                     bits.begin() + static_cast<std::ptrdiff_t>(part.end),
+                     [](const ReadBit& bit) { return bit.hasTone; });
+}
+
+/// Whether the tones end before bit `i`, at least for a pause.
+bool DumpEdges::isPauseAt(std::size_t i) const {
+  return i > 0 && i + shortestPause <= bits.size() && bits[i - 1].hasTone &&
+         !hasToneIn({i, i + shortestPause});
+}
+
+/// Whether the tones end at bit `i`, or pause.
+bool DumpEdges::endsAt(std::size_t i) const {
+  return (isWhole() && i == range.end) || (i < range.end && isPauseAt(i));
+}
+
+bool DumpEdges::hasFirmZeroIn(const IndexRange& part) const {
+  return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
+                     bits.begin() + static_cast<std::ptrdiff_t>(part.end),
+                     [](const ReadBit& bit) { return !bit.value && bit.margin >= sureMargin; });
+}
+
+bool DumpEdges::isToneFrom(std::size_t i) const {
+  return i < range.end && !hasFirmZeroIn({i, range.end});
+}
+
+/// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
+/// what is taken for the leader would end in more ones.
+bool DumpEdges::isToneAfter(std::size_t i) const {
+  return isWhole() && isToneFrom(i) && hasFirmZeroIn({i - shortestLeader, i});
+}
+
+/// How much a zero looks like the start marker of a leader that began at bit `leader`; nothing
+/// where it is none.
+std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t leader,
+                                             std::size_t onesBefore) const {
+  const std::size_t first = marker + 1;
+  const std::size_t ones = marker - leader;
+  const std::size_t left = range.end - first;
+  const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
+  bool fitsEnd = false;
+  for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
+    fitsEnd = fitsEnd || endsAt(first + count);
+  }
+  const bool isFirst = leader == range.begin;
+  // Tones that end too soon for all data more likely lack the beginning than the end.
+  const bool endsTooSoon = isWhole() && isCleanEnd() && left + farthestSlip < dataBits;
+  const bool isLeader =
+      endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader) : ones >= shortestLeader;
+  if (left == 0 || (!isLeader && !(isExact && isFirst))) {
+    return std::nullopt;
+  }
+  const double length = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
+  const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
+  const double end = isExact ? 160.0 : fitsEnd ? 110.0 : 0.0;
+  return length + data + end + static_cast<double>(std::min(onesBefore, plainLeader)) +
+         static_cast<double>(std::min(bits[marker].margin, sureMargin));
+}
+
+std::optional<Beginning> DumpEdges::findBeginning() const {
+  std::optional<Beginning> best;
+  std::size_t leader = range.begin;
+  std::size_t ones = 0;
+  std::size_t silent = 0;
+  for (std::size_t i = range.begin; i < range.end; ++i) {
+    const ReadBit& bit = bits[i];
+    silent = bit.hasTone ? 0 : silent + 1;
+    ++ones;
+    if (!bit.value) {
+      const std::optional<double> score = markerScore(i, leader, ones - 1);
+      if (score && (!best || *score > best->score)) {
+        best = Beginning{i + 1, i - leader, *score};
+      }
+      ones = 0;
+    }
+    // A zero that is not firm may be a one in a drop-out, but what is silent may be a pause.
+    const bool isPause = silent > longestDropOut ||
+                         (silent >= shortestPause && leader + plainLeader + silent > i + 1);
+    if (isPause || (!bit.value && bit.margin >= sureMargin)) {
+      leader = i + 1;
+    }
+  }
+  if (!best && isWhole() && isCleanEnd()) {
+    // No leader is left: the data are counted back from their end.
+    const std::size_t count = range.end - range.begin;
+    best = Beginning{count >= dataBits ? range.end - dataBits : range.begin, 0, 0.0};
+  }
+  return best;
+}
+
+std::optional<std::size_t> DumpEdges::findEnd(const Beginning& beginning) const {
+  const std::size_t expected = beginning.firstBit + dataBits;
+  const auto isNear = [expected](std::size_t i) {
+    return i + longestCut >= expected && i <= expected + longestCut;
+  };
+  if (isWhole() && isCleanEnd() && isNear(range.end)) {
+    return range.end;
+  }
+  for (std::size_t i = expected - longestCut; i < range.end && isNear(i); ++i) {
+    // Tones that go on before the data can end come after a drop-out.
+    if (isPauseAt(i) && !hasToneIn({i, std::min(expected, range.end)})) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
+bool DumpEdges::isFirmBefore(std::size_t end) const {
+  constexpr std::size_t firm = 6;
+  constexpr std::size_t loud = 2;
+  constexpr std::size_t usual = 20;
+  constexpr float leastGain = 0.85F;
+  constexpr float mostEcho = 0.15F;
+  if (end <= usual) {
+    return false;
+  }
+  const auto* const last = bits.data() + end;
+  const float gain = std::accumulate(last - usual, last - loud, 0.0F,
+                                     [](float sum, const ReadBit& bit) { return sum + bit.gain; }) /
+                     static_cast<float>(usual - loud);
+  // Half of a bit may follow, but what goes on after that is a tone that fades.
+  if (end + 1 < bits.size() && last[1].gain > mostEcho * gain) {
+    return false;
+  }
+  // The last bit has nothing after it to bear it out.
+  return std::all_of(last - firm, last - 1,
+                     [](const ReadBit& bit) { return bit.margin >= sureMargin; }) &&
+         std::all_of(last - loud, last,
+                     [&](const ReadBit& bit) { return bit.gain >= leastGain * gain; });
+}
+
+/// Whether the tones begin with a few ones, a zero and then just the data.
+bool DumpEdges::isExactFromTones(const Beginning& beginning) const {
+  return beginning.firstBit > range.begin && range.end - beginning.firstBit == dataBits &&
+         !bits[beginning.firstBit - 1].value &&
+         beginning.firstBit - 1 - beginning.leaderOnes == range.begin;
+}
+
+bool DumpEdges::isCountedBack(const Beginning& beginning) const {
+  return beginning.leaderOnes == 0 && !isExactFromTones(beginning);
+}
+
+bool DumpEdges::isSure(const Beginning& beginning, bool endIsClean) const {
+  if (beginning.firstBit == range.begin) {
+    return false;
+  }
+  const std::size_t marker = beginning.firstBit - 1;
+  const std::size_t ones = beginning.leaderOnes;
+  for (std::size_t i = marker - std::min(ones, shortestLeader); i <= marker; ++i) {
+    if (bits[i].margin < sureMargin) {
+      return false;
+    }
+  }
+  if (endIsClean || isToneAfter(beginning.firstBit + dataBits)) {
+    return ones >= shortestLeader || isExactFromTones(beginning);
+  }
+  return ones >= longLeader ||
+         (ones >= plainLeader && marker - ones == range.begin && beginsInSilence);
+}
+
+}  // namespace recovery

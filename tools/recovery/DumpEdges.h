@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "recovery/BitSequence.h"
+
+namespace recovery {
+
+/// One bits from which on a zero after them may be a start marker, that no data are likely to hold
+/// by chance, and that outweigh a missing end.
+inline constexpr std::size_t shortestLeader = 10;
+inline constexpr std::size_t plainLeader = 24;
+inline constexpr std::size_t longLeader = 100;
+
+/// Where the data of a dump may begin.
+struct Beginning {
+  std::size_t firstBit = 0;  // of the data; the marker is before it, if it was recorded
+  std::size_t leaderOnes = 0;
+  double score = 0.0;
+};
+
+/// The parts of a sequence in which the tones sound, short gaps included.
+std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits);
+
+/// Looks for where a dump begins and ends within a part of a sequence of bits.
+class DumpEdges {
+ public:
+  /// `tones` is where the tones begin and end around `range`. `sequence` must outlive this object.
+  DumpEdges(const BitSequence& sequence, const IndexRange& range, const IndexRange& tones);
+
+  /// The likeliest beginning of a dump, or nothing where there is neither a leader nor an end.
+  std::optional<Beginning> findBeginning() const;
+
+  /// Where the tones end after about as many bits as data have, if they do and the recording goes
+  /// on: at the end of the tones, or at a pause before other tones.
+  std::optional<std::size_t> findEnd(const Beginning& beginning) const;
+
+  /// Whether the range reaches to where the tones end.
+  bool isWhole() const { return range.end == tones.end; }
+
+  /// Whether nothing but ones follows bit `i`: a tone that goes on after the data.
+  bool isToneFrom(std::size_t i) const;
+
+  /// Whether the tones are firm and as loud as before up to the end, and do not fade into a
+  /// drop-out.
+  bool isFirmBefore(std::size_t end) const;
+
+  /// Whether the data are counted back from their end, as no leader is left.
+  bool isCountedBack(const Beginning& beginning) const;
+
+  /// Whether the data begin where they are said to. `endIsClean` says that the data end where the
+  /// tones do.
+  bool isSure(const Beginning& beginning, bool endIsClean) const;
+
+ private:
+  bool isCleanEnd() const;
+  bool hasToneIn(const IndexRange& part) const;
+  bool hasFirmZeroIn(const IndexRange& part) const;
+  bool isPauseAt(std::size_t i) const;
+  bool endsAt(std::size_t i) const;
+  bool isToneAfter(std::size_t i) const;
+  bool isExactFromTones(const Beginning& beginning) const;
+  std::optional<double> markerScore(std::size_t marker, std::size_t leader,
+                                    std::size_t onesBefore) const;
+
+  const std::vector<ReadBit>& bits;
+  bool beginsInSilence;
+  IndexRange range;
+  IndexRange tones;
+};
+
+}  // namespace recovery
