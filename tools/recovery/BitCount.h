@@ -15,10 +15,10 @@ class BitCount {
  public:
   static constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may slip
 
-  /// Takes the likeliest count for the data from `data.begin` on. `endIsKnown` says that the data
-  /// end at `data.end`, and `endIsFirm` that the count had better agree with it. `sequence` must
-  /// outlive this object.
-  BitCount(const BitSequence& sequence, const IndexRange& data, bool endIsKnown, bool endIsFirm);
+  /// Takes the likeliest count for the data. `endIsKnown` says that they end with `dataRange`, and
+  /// `endIsFirm` that the count had better agree with it. `bitSequence` must outlive this object.
+  BitCount(const BitSequence& bitSequence, const IndexRange& dataRange, bool endIsKnown,
+           bool endIsFirm);
 
   /// Counts anew such that the presets look alike, where the sure ones are enough to compare with.
   void weighLikeness();

@@ -48,12 +48,17 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
   return ranges;
 }
 
-DumpEdges::DumpEdges(const BitSequence& sequence, const IndexRange& rangeToSearch,
+DumpEdges::DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSearch,
                      const IndexRange& toneRange)
-    : bits(sequence.bits),
-      beginsInSilence(sequence.beginsInSilence),
+    : bits(bitSequence.bits),
+      beginsInSilence(bitSequence.beginsInSilence),
       range(rangeToSearch),
-      tones(toneRange) {}
+      tones(toneRange),
+      firmZerosEnd(range.end) {
+  while (firmZerosEnd > range.begin && !isFirmZero(firmZerosEnd - 1)) {
+    --firmZerosEnd;
+  }
+}
 
 bool DumpEdges::isCleanEnd() const {
   // The recording goes on after the tones.
@@ -77,20 +82,16 @@ bool DumpEdges::endsAt(std::size_t i) const {
   return (isWhole() && i == range.end) || (i < range.end && isPauseAt(i));
 }
 
-bool DumpEdges::hasFirmZeroIn(const IndexRange& part) const {
-  return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
-                     bits.begin() + static_cast<std::ptrdiff_t>(part.end),
-                     [](const ReadBit& bit) { return !bit.value && bit.margin >= sureMargin; });
+bool DumpEdges::isFirmZero(std::size_t i) const {
+  return !bits[i].value && bits[i].margin >= sureMargin;
 }
 
-bool DumpEdges::isToneFrom(std::size_t i) const {
-  return i < range.end && !hasFirmZeroIn({i, range.end});
-}
+bool DumpEdges::isToneFrom(std::size_t i) const { return i < range.end && i >= firmZerosEnd; }
 
 /// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
 /// what is taken for the leader would end in more ones.
 bool DumpEdges::isToneAfter(std::size_t i) const {
-  return isWhole() && isToneFrom(i) && hasFirmZeroIn({i - shortestLeader, i});
+  return isWhole() && isToneFrom(i) && i < firmZerosEnd + shortestLeader;
 }
 
 /// How much a zero looks like the start marker of a leader that began at bit `leader`; nothing
@@ -100,18 +101,18 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   const std::size_t first = marker + 1;
   const std::size_t ones = marker - leader;
   const std::size_t left = range.end - first;
-  const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
-  bool fitsEnd = false;
-  for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
-    fitsEnd = fitsEnd || endsAt(first + count);
-  }
   const bool isFirst = leader == range.begin;
   // Tones that end too soon for all data more likely lack the beginning than the end.
   const bool endsTooSoon = isWhole() && isCleanEnd() && left + farthestSlip < dataBits;
   const bool isLeader =
       endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader) : ones >= shortestLeader;
+  const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
   if (left == 0 || (!isLeader && !(isExact && isFirst))) {
     return std::nullopt;
+  }
+  bool fitsEnd = false;
+  for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
+    fitsEnd = fitsEnd || endsAt(first + count);
   }
   const double length = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
   const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
@@ -139,7 +140,7 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
     // A zero that is not firm may be a one in a drop-out, but what is silent may be a pause.
     const bool isPause = silent > longestDropOut ||
                          (silent >= shortestPause && leader + plainLeader + silent > i + 1);
-    if (isPause || (!bit.value && bit.margin >= sureMargin)) {
+    if (isPause || isFirmZero(i)) {
       leader = i + 1;
     }
   }

@@ -27,8 +27,10 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits);
 /// Looks for where a dump begins and ends within a part of a sequence of bits.
 class DumpEdges {
  public:
-  /// `tones` is where the tones begin and end around `range`. `sequence` must outlive this object.
-  DumpEdges(const BitSequence& sequence, const IndexRange& range, const IndexRange& tones);
+  /// `toneRange` is where the tones begin and end around `rangeToSearch`. `bitSequence` must
+  /// outlive this object.
+  DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSearch,
+            const IndexRange& toneRange);
 
   /// The likeliest beginning of a dump, or nothing where there is neither a leader nor an end.
   std::optional<Beginning> findBeginning() const;
@@ -57,7 +59,7 @@ class DumpEdges {
  private:
   bool isCleanEnd() const;
   bool hasToneIn(const IndexRange& part) const;
-  bool hasFirmZeroIn(const IndexRange& part) const;
+  bool isFirmZero(std::size_t i) const;
   bool isPauseAt(std::size_t i) const;
   bool endsAt(std::size_t i) const;
   bool isToneAfter(std::size_t i) const;
@@ -69,6 +71,7 @@ class DumpEdges {
   bool beginsInSilence;
   IndexRange range;
   IndexRange tones;
+  std::size_t firmZerosEnd;  // one past the last firm zero of the range
 };
 
 }  // namespace recovery
