@@ -84,6 +84,8 @@ TEST(FramingTest, FindsDumps) {
       // A tone goes on after the data.
       {times(12, "1") + "0" + data + times(40, "1") + silence, {"12, 0+7680 sure"}},
       {times(12, "1") + "0" + times(3834, "10") + times(52, "1") + silence, {"12, 0+7680"}},
+      {dump + times(7, "1") + times(20, ".") + dump + silence,
+       {"100, 0+7680 sure", "100, 0+7680 sure clean"}},
       // Bits are lost or gained somewhere.
       {leader + "0" + data + "10" + silence, {"100, 0+7680 sure off"}},
       {leader + "0" + data + times(16, "10") + silence, {"100, 0+7680 sure off"}},

@@ -86,12 +86,19 @@ bool DumpEdges::isFirmZero(std::size_t i) const {
   return !bits[i].value && bits[i].margin >= sureMargin;
 }
 
-bool DumpEdges::isToneFrom(std::size_t i) const { return i < range.end && i >= firmZerosEnd; }
+bool DumpEdges::isTone(const IndexRange& part) const {
+  for (std::size_t i = part.begin; i < part.end; ++i) {
+    if (isFirmZero(i)) {
+      return false;
+    }
+  }
+  return part.begin < part.end;
+}
 
 /// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
 /// what is taken for the leader would end in more ones.
 bool DumpEdges::isToneAfter(std::size_t i) const {
-  return isWhole() && isToneFrom(i) && i < firmZerosEnd + shortestLeader;
+  return isWhole() && i < range.end && i >= firmZerosEnd && i < firmZerosEnd + shortestLeader;
 }
 
 /// How much a zero looks like the start marker of a leader that began at bit `leader`; nothing

@@ -42,8 +42,8 @@ class DumpEdges {
   /// Whether the range reaches to where the tones end.
   bool isWhole() const { return range.end == tones.end; }
 
-  /// Whether nothing but ones follows bit `i`: a tone that goes on after the data.
-  bool isToneFrom(std::size_t i) const;
+  /// Whether there are bits in a part, and nothing but ones.
+  bool isTone(const IndexRange& part) const;
 
   /// Whether the tones are firm and as loud as before up to the end, and do not fade into a
   /// drop-out.

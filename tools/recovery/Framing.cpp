@@ -71,7 +71,8 @@ class Framer {
     }
     const bool endAgrees =
         toneEnd && static_cast<std::ptrdiff_t>(expected - *toneEnd) == count.slip();
-    const bool endTells = toneEnd && !edges.isToneFrom(expected);
+    const bool toneGoesOn = edges.isTone({expected, toneEnd.value_or(range.end)});
+    const bool endTells = toneEnd && !toneGoesOn;
     const bool countIsOff = endTells && endIsFirm && !endAgrees;
     if (countIsOff) {
       count.doubtAll();
