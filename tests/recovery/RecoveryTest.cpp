@@ -296,6 +296,15 @@ TEST(RecoveryTest, ReadsABankOfOneValue) {
   }
 }
 
+TEST(RecoveryTest, ReadsABankWithoutOnesAfterAVoice) {
+  const TapeChain chain{.dropOuts = {{0.3, 0.005, 25.0}, {0.6, 0.005, 25.0}},
+                        .before = {{Kind::Voice, 10.0, 0.5}, {Kind::Silence, 0.3}}};
+  const PresetBank bank{};
+  Random random(1);
+  EXPECT_EQ(read({onlyTake(recordThrough(chain, bank, bank, random))}).count(Verdict::Sure),
+            presetCount);
+}
+
 TEST(RecoveryTest, IsSureOfNothingWhereSamplesAreLost) {
   RealRecording recording = record({});
   recording.samples.erase(recording.samples.begin() + 700'000, recording.samples.begin() + 700'500);

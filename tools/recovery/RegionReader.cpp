@@ -22,6 +22,7 @@ namespace recovery {
 namespace {
 
 constexpr float chainMargin = 80.0F;  // nats of a bit without a flaw
+constexpr double muchElse = 1.0;      // seconds of another sound, which spoil the waves
 constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quieter one is dead
 
 BitSequence sequenceOf(const BitChain& chain) {
@@ -70,19 +71,22 @@ BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
   return sequence;
 }
 
+bool isAnyWhole(const std::vector<Take>& takes) {
+  return std::any_of(takes.begin(), takes.end(),
+                     [](const Take& take) { return surePresets(take) == presetCount; });
+}
+
 /// Whether a region of so many seconds holds no dump beside those of which all presets are sure.
 bool isWhole(const std::vector<Take>& takes, double duration) {
   constexpr double shortestDump = 15.0;  // seconds: less than 7,680 bits last on any player
   double left = duration;
-  bool isAnyWhole = false;
   for (const Take& take : takes) {
     if (surePresets(take) == presetCount) {
       const Span span = recordedSpan(take);
       left -= span.end - span.start;
-      isAnyWhole = true;
     }
   }
-  return isAnyWhole && left < shortestDump;
+  return isAnyWhole(takes) && left < shortestDump;
 }
 
 /// From where on the speed is not to be trusted, in seconds, if another sound right after the dump
@@ -101,6 +105,34 @@ std::optional<double> hiddenSpeedFrom(const Take& take) {
   return last->end - reach;
 }
 
+/// Where the long chains lie, in seconds; empty where there is none.
+Span spanOf(const std::vector<BitChain>& chains) {
+  constexpr std::size_t fewestBits = 96;
+  Span span;
+  for (const BitChain& chain : chains) {
+    if (chain.bits.size() >= fewestBits) {
+      span.start = span.end > 0.0 ? span.start : chain.bits.front().start;
+      span.end = chain.bits.back().end;
+    }
+  }
+  return span;
+}
+
+/// Samples of which all is silent but a span and a little around it.
+std::vector<float> keepOnly(const Span& span, const std::vector<float>& samples,
+                            double sampleRate) {
+  constexpr double around = 0.3;  // seconds
+  const auto indexOf = [&](double time) {
+    const auto index = static_cast<std::size_t>(std::max(time, 0.0) * sampleRate);
+    return static_cast<std::ptrdiff_t>(std::min(index, samples.size()));
+  };
+  std::vector<float> kept(samples.size(), 0.0F);
+  const std::ptrdiff_t begin = indexOf(span.start - around);
+  std::copy(samples.begin() + begin, samples.begin() + indexOf(span.end + around),
+            kept.begin() + begin);
+  return kept;
+}
+
 std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleRate) {
   std::vector<float> evened = recorded;
   removeBass(evened, sampleRate);
@@ -112,12 +144,13 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
   }
   // Most recordings read without a flaw; only what does not takes the longer way.
   std::vector<Take> takes;
-  for (const BitChain& chain : readChains(evened, sampleRate, *track)) {
+  const std::vector<BitChain> chains = readChains(evened, sampleRate, *track);
+  for (const BitChain& chain : chains) {
     std::vector<Take> found = frameDumps(sequenceOf(chain));
     std::move(found.begin(), found.end(), std::back_inserter(takes));
   }
-  const auto decode = [&](const SpeedTrack& speed) {
-    const TapeSignal signal = resample(evened, sampleRate, speed);
+  const auto decode = [&](const std::vector<float>& samples, const SpeedTrack& speed) {
+    const TapeSignal signal = resample(samples, sampleRate, speed);
     const BitSequence sequence = sequenceOf(readByWaves(signal, readByEnergy(signal)), signal);
     std::vector<Take> decoded = frameDumps(sequence);
     for (Take& take : decoded) {
@@ -125,14 +158,24 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     }
     takes = mergeTakes(std::move(decoded), takes);
   };
-  if (!isWhole(takes, static_cast<double>(recorded.size()) / sampleRate)) {
-    decode(*track);
+  const double duration = static_cast<double>(recorded.size()) / sampleRate;
+  if (!isWhole(takes, duration)) {
+    decode(evened, *track);
+  }
+  const Span span = spanOf(chains);
+  if (!isAnyWhole(takes) && span.end > span.start && span.end - span.start < duration - muchElse) {
+    // The speed and the waves of a voice are not those of the dump.
+    const std::vector<float> kept = keepOnly(span, evened, sampleRate);
+    const std::optional<SpeedTrack> ownTrack = SpeedTrack::measure(kept, sampleRate);
+    if (ownTrack) {
+      decode(kept, *ownTrack);
+    }
   }
   const std::optional<double> hidden = takes.empty() ? std::nullopt : hiddenSpeedFrom(takes.back());
   if (hidden) {
     SpeedTrack held = *track;
     held.holdAfter(*hidden);
-    decode(held);
+    decode(evened, held);
   }
   for (Take& take : takes) {
     describeSignal(take, recorded, evened, sampleRate, *track);
