@@ -248,6 +248,12 @@ TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
   unsureOfBeginning.bits.back().value = -1;
   Take oneVerySureBit = takeWith(0, bitsPerBank - 1);
   oneVerySureBit.bits[0].margin = 1.0e6F;
+  Take surer = takeOfOnes(11.0F);
+  surer.bits.back() = {};
+  Take shortTake = takeOfOnes(0.0F);
+  shortTake.bits.back() = {};
+  Take shorterTake = shortTake;
+  shorterTake.bits[7678] = {};
   const struct {
     Take first;
     Take second;
@@ -258,8 +264,10 @@ TEST(BankTest, PrefersTheEarlierWholeDumpToOneHardlySurer) {
       {takeWith(30), takeWith(29), 0},
       {takeWith(30, bitsPerBank - 1), takeWith(31), 1},
       {takeWith(30, bitsPerBank - 1), takeWith(29), 0},
-      {takeWith(30, bitsPerBank - 1), takeWith(30), 1},  // by its margins
-      {oneVerySureBit, takeOfOnes(11.0F), 1},
+      {takeWith(30, bitsPerBank - 1), takeWith(30), 1},
+      {oneVerySureBit, surer, 1},  // by all margins
+      {surer, oneVerySureBit, 0},
+      {shorterTake, shortTake, 1},
       {unsureOfBeginning, takeWith(0), 1},
       {takeWith(0, bitsPerBank - 1), unsureOfBeginning, 0},
       {takeWith(14, 14 * bitsPerPreset), takeWith(2), 1},

@@ -124,14 +124,17 @@ TEST(FramingTest, FindsDumps) {
   }
 }
 
-/// The first dump, where the bits 3,000 to 3,004 may be one more at a cost in nats.
+/// The first dump, where the bits 3,000 to 3,004 may be one more at a cost in nats, or were too
+/// many to be read otherwise (0).
 Take takeOf(const std::string& text, float cost = 5.0F) {
   BitSequence sequence = sequenceOf(text);
   const auto bits = sequence.bits.begin() + 3000;
   BitSequence::Stretch stretch{.begin = 3000, .end = 3005, .readings = {}, .other = {}};
-  stretch.readings.resize(2 * farthestSlip + 1);
-  stretch.readings[farthestSlip] = {0.0F, {bits, bits + 5}};
-  stretch.readings[farthestSlip + 1] = {cost, {bits, bits + 6}};
+  if (cost > 0.0F) {
+    stretch.readings.resize(2 * farthestSlip + 1);
+    stretch.readings[farthestSlip] = {0.0F, {bits, bits + 5}};
+    stretch.readings[farthestSlip + 1] = {cost, {bits, bits + 6}};
+  }
   sequence.stretches.push_back(stretch);
   return frameDumps(sequence).at(0);
 }
@@ -168,6 +171,7 @@ TEST(FramingTest, DoubtsTheCountAfterACutWhereNoEndAgrees) {
   } rows[] = {
       {begin + "1f111" + rest, 1000.0F, false},
       {begin + "11111" + rest, 1000.0F, true},
+      {begin + "11111" + rest, 0.0F, false},
       {begin + "1f111" + rest + silence, 100.0F, true},
       {begin + "1f111" + rest + times(40, "1") + silence, 1000.0F, false},
       // The tones fade where the data end, or one bit too soon.

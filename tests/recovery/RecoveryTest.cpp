@@ -301,8 +301,9 @@ TEST(RecoveryTest, ReadsABankWithoutOnesAfterAVoice) {
                         .before = {{Kind::Voice, 10.0, 0.5}, {Kind::Silence, 0.3}}};
   const PresetBank bank{};
   Random random(1);
-  EXPECT_EQ(read({onlyTake(recordThrough(chain, bank, bank, random))}).count(Verdict::Sure),
-            presetCount);
+  const BankReading reading = read({onlyTake(recordThrough(chain, bank, bank, random))});
+  EXPECT_EQ(bytesOf(reading.bank), bytesOf(bank));
+  EXPECT_EQ(reading.count(Verdict::Sure), presetCount);
 }
 
 TEST(RecoveryTest, IsSureOfNothingWhereSamplesAreLost) {

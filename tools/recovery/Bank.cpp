@@ -356,7 +356,8 @@ void takeOpinion(Take& take, const PresetBank& other) {
 }
 
 int bestTake(std::span<const Take> takes) {
-  constexpr int few = 4;  // doubtful presets for which a whole dump does not yield to a later one
+  constexpr int littleBetter = 8;  // a whole dump does not yield to a later one for so little
+  // A sure preset is worth three times as much as a doubtful one.
   const auto worth = [](const Take& take) {
     return 2 * surePresets(take) + static_cast<int>(recordedBits(take) / bitsPerPreset);
   };
@@ -368,7 +369,7 @@ int bestTake(std::span<const Take> takes) {
     }
     const Take& take = takes[static_cast<std::size_t>(best)];
     const int more = worth(takes[i]) - worth(take);
-    const bool isKept = recordedBits(take) == bitsPerBank && more <= 2 * few;
+    const bool isKept = recordedBits(take) == bitsPerBank && more <= littleBetter;
     if (!isKept && (more > 0 || (more == 0 && isBetter(takes[i], take)))) {
       best = static_cast<int>(i);
     }

@@ -72,9 +72,9 @@ void takeOpinion(Take& take, const PresetBank& other);
 /// How many presets of a take are sure, by that alone.
 int surePresets(const Take& take);
 
-/// The index of the best of the dumps found in one recording: the one with the most sure presets,
-/// then the largest margins; but a whole dump does not yield to a later one that is sure of only a
-/// few more. -1 where there are none.
+/// The index of the best of the dumps found in one recording: the one with the most presets, sure
+/// ones above all, then the largest margins; but a whole dump does not yield to a later one that is
+/// only a little better. -1 where there are none.
 int bestTake(std::span<const Take> takes);
 
 }  // namespace recovery

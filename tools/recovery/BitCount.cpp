@@ -126,6 +126,7 @@ void BitCount::chooseSlips(std::vector<SlipCosts>& onward) {
   slips.assign(stretches.size() + 1, 0);
   for (std::size_t i = 0; i < stretches.size(); ++i) {
     float least = impossible;
+    static_assert(farthestSlip == 3);
     for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
       const int to = slips[i] + own;
       if (std::abs(to) > farthest) {

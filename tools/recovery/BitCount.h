@@ -15,12 +15,14 @@ class BitCount {
  public:
   static constexpr int farthest = 2 * farthestSlip;  // bits that all stretches together may slip
 
-  /// Takes the likeliest count for the data. `endIsKnown` says that they end with `dataRange`, and
-  /// `endIsFirm` that the count had better agree with it. `bitSequence` must outlive this object.
+  /// Chooses the likeliest count. `endIsKnown` says that the data end with `dataRange`, and
+  /// `endIsFirm` that a count which does not fit that end costs extra. `bitSequence` must outlive
+  /// this object.
   BitCount(const BitSequence& bitSequence, const IndexRange& dataRange, bool endIsKnown,
            bool endIsFirm);
 
-  /// Counts anew such that the presets look alike, where the sure ones are enough to compare with.
+  /// Chooses again such that the presets look alike, if enough bits have a sure place to compare
+  /// with.
   void weighLikeness();
 
   /// Bits that all stretches gain together.

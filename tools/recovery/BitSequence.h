@@ -7,6 +7,7 @@
 
 namespace recovery {
 
+/// Bits of a dump's data.
 inline constexpr std::size_t dataBits = static_cast<std::size_t>(bitsPerBank);
 
 /// A bit on its way into the frame of a dump.
@@ -21,17 +22,17 @@ struct ReadBit {
   float level = 1.0F;   // that energy, against the usual
 };
 
-/// How the bits of a region hang together.
+/// The bits of a region in the order of time, and where they might be read otherwise.
 struct BitSequence {
   std::vector<ReadBit> bits;
-  bool beginsInSilence = true;  // before the first bit with a tone nothing else of a dump is lost
+  bool beginsInSilence = true;  // nothing of a dump is lost before the first tone
 
   /// What a weak stretch might be instead: `readings[i]` has i - `farthestSlip` bits more.
   struct Stretch {
     std::size_t begin = 0;  // indices into `bits`
     std::size_t end = 0;
     struct Reading {
-      float cost = 0.0F;
+      float cost = 0.0F;          // nats against the bits as they are
       std::vector<ReadBit> bits;  // empty where there is none
     };
     std::vector<Reading> readings;  // 2 * farthestSlip + 1 of them

@@ -60,10 +60,7 @@ DumpEdges::DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSe
   }
 }
 
-bool DumpEdges::isCleanEnd() const {
-  // The recording goes on after the tones.
-  return tones.end + 3 < bits.size();
-}
+bool DumpEdges::goesOnAfterTones() const { return tones.end + 3 < bits.size(); }
 
 bool DumpEdges::hasToneIn(const IndexRange& part) const {
   return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
@@ -79,14 +76,14 @@ bool DumpEdges::isPauseAt(std::size_t i) const {
 
 /// Whether the tones end at bit `i`, or pause.
 bool DumpEdges::endsAt(std::size_t i) const {
-  return (isWhole() && i == range.end) || (i < range.end && isPauseAt(i));
+  return (reachesToneEnd() && i == range.end) || (i < range.end && isPauseAt(i));
 }
 
 bool DumpEdges::isFirmZero(std::size_t i) const {
   return !bits[i].value && bits[i].margin >= sureMargin;
 }
 
-bool DumpEdges::isTone(const IndexRange& part) const {
+bool DumpEdges::hasNoFirmZero(const IndexRange& part) const {
   for (std::size_t i = part.begin; i < part.end; ++i) {
     if (isFirmZero(i)) {
       return false;
@@ -98,7 +95,8 @@ bool DumpEdges::isTone(const IndexRange& part) const {
 /// Whether the data end at bit `i`, where a tone goes on, and not before: data that began within
 /// what is taken for the leader would end in more ones.
 bool DumpEdges::isToneAfter(std::size_t i) const {
-  return isWhole() && i < range.end && i >= firmZerosEnd && i < firmZerosEnd + shortestLeader;
+  return reachesToneEnd() && i < range.end && i >= firmZerosEnd &&
+         i < firmZerosEnd + shortestLeader;
 }
 
 /// How much a zero looks like the start marker of a leader that began at bit `leader`; nothing
@@ -110,7 +108,7 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   const std::size_t left = range.end - first;
   const bool isFirst = leader == range.begin;
   // Tones that end too soon for all data more likely lack the beginning than the end.
-  const bool endsTooSoon = isWhole() && isCleanEnd() && left + farthestSlip < dataBits;
+  const bool endsTooSoon = reachesToneEnd() && goesOnAfterTones() && left + farthestSlip < dataBits;
   const bool isLeader =
       endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader) : ones >= shortestLeader;
   const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
@@ -144,14 +142,14 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
       }
       ones = 0;
     }
-    // A zero that is not firm may be a one in a drop-out, but what is silent may be a pause.
+    // A doubtful zero may be a one in a drop-out, and does not end the leader; a pause does.
     const bool isPause = silent > longestDropOut ||
                          (silent >= shortestPause && leader + plainLeader + silent > i + 1);
     if (isPause || isFirmZero(i)) {
       leader = i + 1;
     }
   }
-  if (!best && isWhole() && isCleanEnd()) {
+  if (!best && reachesToneEnd() && goesOnAfterTones()) {
     // No leader is left: the data are counted back from their end.
     const std::size_t count = range.end - range.begin;
     best = Beginning{count >= dataBits ? range.end - dataBits : range.begin, 0, 0.0};
@@ -164,12 +162,12 @@ std::optional<std::size_t> DumpEdges::findEnd(const Beginning& beginning) const 
   const auto isNear = [expected](std::size_t i) {
     return i + longestCut >= expected && i <= expected + longestCut;
   };
-  if (isWhole() && isCleanEnd() && isNear(range.end)) {
+  if (reachesToneEnd() && goesOnAfterTones() && isNear(range.end)) {
     return range.end;
   }
   for (std::size_t i = expected - longestCut; i < range.end && isNear(i); ++i) {
-    // Tones that go on before the data can end come after a drop-out.
-    if (isPauseAt(i) && !hasToneIn({i, std::min(expected, range.end)})) {
+    // A pause before the data can end is a drop-out if tones follow in time.
+    if (isPauseAt(i) && (i >= expected || !hasToneIn({i, std::min(expected, range.end)}))) {
       return i;
     }
   }

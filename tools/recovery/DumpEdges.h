@@ -8,16 +8,15 @@
 
 namespace recovery {
 
-/// One bits from which on a zero after them may be a start marker, that no data are likely to hold
-/// by chance, and that outweigh a missing end.
-inline constexpr std::size_t shortestLeader = 10;
-inline constexpr std::size_t plainLeader = 24;
-inline constexpr std::size_t longLeader = 100;
+/// Lengths of leaders, in one bits.
+inline constexpr std::size_t shortestLeader = 10;  // a zero after them may be a start marker
+inline constexpr std::size_t plainLeader = 24;     // no data are likely to hold so many by chance
+inline constexpr std::size_t longLeader = 100;     // outweighs a missing end
 
 /// Where the data of a dump may begin.
 struct Beginning {
-  std::size_t firstBit = 0;  // of the data; the marker is before it, if it was recorded
-  std::size_t leaderOnes = 0;
+  std::size_t firstBit = 0;    // of the data; the marker is before it, if it was recorded
+  std::size_t leaderOnes = 0;  // bits of the leader, misread ones included
   double score = 0.0;
 };
 
@@ -40,10 +39,10 @@ class DumpEdges {
   std::optional<std::size_t> findEnd(const Beginning& beginning) const;
 
   /// Whether the range reaches to where the tones end.
-  bool isWhole() const { return range.end == tones.end; }
+  bool reachesToneEnd() const { return range.end == tones.end; }
 
-  /// Whether there are bits in a part, and nothing but ones.
-  bool isTone(const IndexRange& part) const;
+  /// Whether there are bits in a part, and no firm zero among them.
+  bool hasNoFirmZero(const IndexRange& part) const;
 
   /// Whether the tones are firm and as loud as before up to the end, and do not fade into a
   /// drop-out.
@@ -52,12 +51,12 @@ class DumpEdges {
   /// Whether the data are counted back from their end, as no leader is left.
   bool isCountedBack(const Beginning& beginning) const;
 
-  /// Whether the data begin where they are said to. `endIsClean` says that the data end where the
-  /// tones do.
+  /// Whether it is sure that the data begin there. `endIsClean` says that just the 7,680 bits lie
+  /// before the end of the tones.
   bool isSure(const Beginning& beginning, bool endIsClean) const;
 
  private:
-  bool isCleanEnd() const;
+  bool goesOnAfterTones() const;
   bool hasToneIn(const IndexRange& part) const;
   bool isFirmZero(std::size_t i) const;
   bool isPauseAt(std::size_t i) const;

@@ -1,6 +1,7 @@
 #include "recovery/Framing.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -62,7 +63,8 @@ class Framer {
     const bool endIsFirm = toneEnd && edges.isFirmBefore(*toneEnd);
     const bool endIsKnown = toneEnd && *toneEnd + BitCount::farthest >= expected &&
                             *toneEnd <= expected + BitCount::farthest;
-    const std::size_t end = endIsKnown ? *toneEnd : range.end;
+    const std::size_t end =
+        endIsKnown ? *toneEnd : std::min(range.end, expected + 2 * BitCount::farthest);
     const bool isCountedBack = edges.isCountedBack(beginning);
 
     BitCount count(sequence, {first, end}, endIsKnown, endIsKnown && endIsFirm);
@@ -70,8 +72,9 @@ class Framer {
       count.weighLikeness();
     }
     const bool endAgrees =
-        toneEnd && static_cast<std::ptrdiff_t>(expected - *toneEnd) == count.slip();
-    const bool toneGoesOn = edges.isTone({expected, toneEnd.value_or(range.end)});
+        toneEnd && static_cast<std::ptrdiff_t>(expected) - static_cast<std::ptrdiff_t>(*toneEnd) ==
+                       count.slip();
+    const bool toneGoesOn = edges.hasNoFirmZero({expected, toneEnd.value_or(range.end)});
     const bool endTells = toneEnd && !toneGoesOn;
     const bool countIsOff = endTells && endIsFirm && !endAgrees;
     if (countIsOff) {
@@ -80,7 +83,7 @@ class Framer {
       count.doubtAfterCuts(endTells ? cutTrust : 0.0F);
     }
     std::vector<ReadBit> data = count.assemble();
-    const bool endIsClean = (endIsKnown || edges.isWhole()) && data.size() == dataBits;
+    const bool endIsClean = (endIsKnown || edges.reachesToneEnd()) && data.size() == dataBits;
     data.resize(std::min(data.size(), dataBits));
     const bool isSure = edges.isSure(beginning, endIsClean);
     if (!isDump(beginning, isSure, data, end)) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -22,7 +23,6 @@ namespace recovery {
 namespace {
 
 constexpr float chainMargin = 80.0F;  // nats of a bit without a flaw
-constexpr double muchElse = 1.0;      // seconds of another sound, which spoil the waves
 constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quieter one is dead
 
 BitSequence sequenceOf(const BitChain& chain) {
@@ -105,7 +105,7 @@ std::optional<double> hiddenSpeedFrom(const Take& take) {
   return last->end - reach;
 }
 
-/// Where the long chains lie, in seconds; empty where there is none.
+/// From the first to the last long chain, in seconds; empty where there is none.
 Span spanOf(const std::vector<BitChain>& chains) {
   constexpr std::size_t fewestBits = 96;
   Span span;
@@ -118,7 +118,7 @@ Span spanOf(const std::vector<BitChain>& chains) {
   return span;
 }
 
-/// Samples of which all is silent but a span and a little around it.
+/// The samples of a span and a little around it; silence elsewhere.
 std::vector<float> keepOnly(const Span& span, const std::vector<float>& samples,
                             double sampleRate) {
   constexpr double around = 0.3;  // seconds
@@ -158,13 +158,14 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     }
     takes = mergeTakes(std::move(decoded), takes);
   };
+  constexpr double muchElse = 1.0;  // seconds
   const double duration = static_cast<double>(recorded.size()) / sampleRate;
   if (!isWhole(takes, duration)) {
     decode(evened, *track);
   }
   const Span span = spanOf(chains);
   if (!isAnyWhole(takes) && span.end > span.start && span.end - span.start < duration - muchElse) {
-    // The speed and the waves of a voice are not those of the dump.
+    // Other sounds may have spoilt the speed and the waves.
     const std::vector<float> kept = keepOnly(span, evened, sampleRate);
     const std::optional<SpeedTrack> ownTrack = SpeedTrack::measure(kept, sampleRate);
     if (ownTrack) {

@@ -85,7 +85,7 @@ struct Take {
   int channelIndex = 0;          // of the channel that it was read from, or most of it
   bool isInverted = false;       // bits begin with a negative half-period
   Span leader;                   // empty where there is none
-  int leaderOnes = 0;            // one bits read before the start marker
+  int leaderOnes = 0;            // bits before the start marker, ones or misread
   Span marker;                   // the start marker, a zero bit; empty where it was not recorded
   bool beginningIsSure = false;  // the first bit is where it is said to be
   bool countIsOff = false;       // bits were lost or repeated, by the place where the tones end
