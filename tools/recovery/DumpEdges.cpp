@@ -26,6 +26,24 @@ bool isWholeBit(const std::vector<ReadBit>& bits, std::size_t i) {
          (count == 0 || bits[i].gain >= 0.6F * usual / static_cast<float>(count));
 }
 
+/// Whether the tones that resume at bit `i` are ones, as no data are likely to hold.
+bool isLeader(const std::vector<ReadBit>& bits, std::size_t i) {
+  constexpr std::size_t begun = 2;  // bits that may be misread
+  const std::size_t end = i + begun + plainLeader;
+  if (end > bits.size()) {
+    return false;
+  }
+  return std::all_of(bits.begin() + static_cast<std::ptrdiff_t>(i + begun),
+                     bits.begin() + static_cast<std::ptrdiff_t>(end),
+                     [](const ReadBit& bit) { return bit.value && bit.hasTone; });
+}
+
+/// Whether data that begin at `firstBit` end about at bit `i`, perhaps after a cut.
+bool endsNear(std::size_t firstBit, std::size_t i) {
+  const std::size_t expected = firstBit + dataBits;
+  return i + longestCut >= expected && i <= expected + longestCut;
+}
+
 }  // namespace
 
 std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
@@ -34,7 +52,9 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
     if (!bits[i].hasTone) {
       continue;
     }
-    if (!ranges.empty() && i <= ranges.back().end + longestGap) {
+    const std::size_t gap = ranges.empty() ? 0 : i - ranges.back().end;
+    const bool isOther = gap > longestGap || (gap > longestDropOut && isLeader(bits, i));
+    if (!ranges.empty() && !isOther) {
       ranges.back().end = i + 1;
     } else {
       ranges.push_back({i, i + 1});
@@ -121,7 +141,8 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   }
   const double length = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
   const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
-  const double end = isExact ? 160.0 : fitsEnd ? 110.0 : 0.0;
+  const bool isNearEnd = reachesToneEnd() && goesOnAfterTones() && endsNear(first, range.end);
+  const double end = isExact ? 160.0 : fitsEnd ? 110.0 : isNearEnd ? 60.0 : 0.0;
   return length + data + end + static_cast<double>(std::min(onesBefore, plainLeader)) +
          static_cast<double>(std::min(bits[marker].margin, sureMargin));
 }
@@ -159,13 +180,11 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
 
 std::optional<std::size_t> DumpEdges::findEnd(const Beginning& beginning) const {
   const std::size_t expected = beginning.firstBit + dataBits;
-  const auto isNear = [expected](std::size_t i) {
-    return i + longestCut >= expected && i <= expected + longestCut;
-  };
-  if (reachesToneEnd() && goesOnAfterTones() && isNear(range.end)) {
+  if (reachesToneEnd() && goesOnAfterTones() && endsNear(beginning.firstBit, range.end)) {
     return range.end;
   }
-  for (std::size_t i = expected - longestCut; i < range.end && isNear(i); ++i) {
+  for (std::size_t i = expected - longestCut; i < range.end && endsNear(beginning.firstBit, i);
+       ++i) {
     // A pause before the data can end is a drop-out if tones follow in time.
     if (isPauseAt(i) && (i >= expected || !hasToneIn({i, std::min(expected, range.end)}))) {
       return i;
