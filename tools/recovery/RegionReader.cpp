@@ -71,22 +71,28 @@ BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
   return sequence;
 }
 
-bool isAnyWhole(const std::vector<Take>& takes) {
-  return std::any_of(takes.begin(), takes.end(),
-                     [](const Take& take) { return surePresets(take) == presetCount; });
-}
-
 /// Whether a region of so many seconds holds no dump beside those of which all presets are sure.
 bool isWhole(const std::vector<Take>& takes, double duration) {
   constexpr double shortestDump = 15.0;  // seconds: less than 7,680 bits last on any player
   double left = duration;
+  bool isAnyWhole = false;
   for (const Take& take : takes) {
     if (surePresets(take) == presetCount) {
       const Span span = recordedSpan(take);
       left -= span.end - span.start;
+      isAnyWhole = true;
     }
   }
-  return isAnyWhole(takes) && left < shortestDump;
+  return isAnyWhole && left < shortestDump;
+}
+
+/// Whether of any dump all bits were recorded, be they sure or not.
+bool isAnyComplete(const std::vector<Take>& takes) {
+  return std::any_of(takes.begin(), takes.end(), [](const Take& take) {
+    return take.beginningIsSure &&
+           std::all_of(take.bits.begin(), take.bits.end(),
+                       [](const BitReading& bit) { return bit.value >= 0; });
+  });
 }
 
 /// From where on the speed is not to be trusted, in seconds, if another sound right after the dump
@@ -164,7 +170,8 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     decode(evened, *track);
   }
   const Span span = spanOf(chains);
-  if (!isAnyWhole(takes) && span.end > span.start && span.end - span.start < duration - muchElse) {
+  if (!isAnyComplete(takes) && span.end > span.start &&
+      span.end - span.start < duration - muchElse) {
     // Other sounds may have spoilt the speed and the waves.
     const std::vector<float> kept = keepOnly(span, evened, sampleRate);
     const std::optional<SpeedTrack> ownTrack = SpeedTrack::measure(kept, sampleRate);
