@@ -116,7 +116,7 @@ TEST(FramingTest, FindsDumps) {
        {"10, 0+7680 sure clean", "100, 0+7680 sure clean"}},
       {times(100, "1") + "0" + times(1000, "10") + times(80, ".") + leader + "0" +
            times(3850, "10") + silence,
-       {"100, 0+2000 sure", "100, 0+7680 sure off"}},
+       {"100, 0+2080 sure", "100, 0+7680 sure off"}},
       // Some bits are not firm.
       {leader + "0" + times(768, "10101010io") + silence, {"100, 0+7680 sure clean"}},
       {leader + "0" + times(960, "10101ioi") + silence, {}},

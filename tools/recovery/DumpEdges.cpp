@@ -26,18 +26,6 @@ bool isWholeBit(const std::vector<ReadBit>& bits, std::size_t i) {
          (count == 0 || bits[i].gain >= 0.6F * usual / static_cast<float>(count));
 }
 
-/// Whether the tones that resume at bit `i` are ones, as no data are likely to hold.
-bool isLeader(const std::vector<ReadBit>& bits, std::size_t i) {
-  constexpr std::size_t begun = 2;  // bits that may be misread
-  const std::size_t end = i + begun + plainLeader;
-  if (end > bits.size()) {
-    return false;
-  }
-  return std::all_of(bits.begin() + static_cast<std::ptrdiff_t>(i + begun),
-                     bits.begin() + static_cast<std::ptrdiff_t>(end),
-                     [](const ReadBit& bit) { return bit.value && bit.hasTone; });
-}
-
 /// Whether data that begin at `firstBit` end about at bit `i`, perhaps after a cut.
 bool endsNear(std::size_t firstBit, std::size_t i) {
   const std::size_t expected = firstBit + dataBits;
@@ -52,9 +40,7 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
     if (!bits[i].hasTone) {
       continue;
     }
-    const std::size_t gap = ranges.empty() ? 0 : i - ranges.back().end;
-    const bool isOther = gap > longestGap || (gap > longestDropOut && isLeader(bits, i));
-    if (!ranges.empty() && !isOther) {
+    if (!ranges.empty() && i <= ranges.back().end + longestGap) {
       ranges.back().end = i + 1;
     } else {
       ranges.push_back({i, i + 1});

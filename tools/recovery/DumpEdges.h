@@ -20,7 +20,7 @@ struct Beginning {
   double score = 0.0;
 };
 
-/// The parts of a sequence in which the tones sound, with gaps that are no pause between two dumps.
+/// The parts of a sequence in which the tones sound, short gaps included.
 std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits);
 
 /// Looks for where a dump begins and ends within a part of a sequence of bits.
