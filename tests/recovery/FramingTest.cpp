@@ -114,8 +114,8 @@ TEST(FramingTest, FindsDumps) {
       {times(10, "1") + "0" + times(14, "1") + "0" + times(3832, "10") + "1" + times(40, ".") +
            dump + silence,
        {"10, 0+7680 sure clean", "100, 0+7680 sure clean"}},
-      {times(100, "1") + "0" + times(1000, "10") + times(80, ".") + leader + "0" +
-           times(3850, "10") + silence,
+      {leader + "0" + times(1000, "10") + times(80, ".") + leader + "0" + times(3850, "10") +
+           silence,
        {"100, 0+2080 sure", "100, 0+7680 sure off"}},
       // Some bits are not firm.
       {leader + "0" + times(768, "10101010io") + silence, {"100, 0+7680 sure clean"}},

@@ -55,11 +55,6 @@ double sumOfMargins(const Take& take) {
   return sum;
 }
 
-std::ptrdiff_t recordedBits(const Take& take) {
-  return std::count_if(take.bits.begin(), take.bits.end(),
-                       [](const BitReading& bit) { return bit.value >= 0; });
-}
-
 bool isBetter(const Take& a, const Take& b) {
   const int sureA = surePresets(a);
   const int sureB = surePresets(b);
@@ -267,6 +262,11 @@ int BankReading::count(Verdict verdict) const {
   return static_cast<int>(
       std::count_if(presets.begin(), presets.end(),
                     [verdict](const PresetReading& preset) { return preset.verdict == verdict; }));
+}
+
+std::ptrdiff_t recordedBits(const Take& take) {
+  return std::count_if(take.bits.begin(), take.bits.end(),
+                       [](const BitReading& bit) { return bit.value >= 0; });
 }
 
 int surePresets(const Take& take) {

@@ -72,6 +72,9 @@ void takeOpinion(Take& take, const PresetBank& other);
 /// How many presets of a take are sure, by that alone.
 int surePresets(const Take& take);
 
+/// How many of the 7,680 bits of a take were recorded.
+std::ptrdiff_t recordedBits(const Take& take);
+
 /// The index of the best of the dumps found in one recording: the one with the most presets, sure
 /// ones above all, then the largest margins; but a whole dump does not yield to a later one that is
 /// only a little better. -1 where there are none.

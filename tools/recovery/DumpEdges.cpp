@@ -66,7 +66,8 @@ DumpEdges::DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSe
   }
 }
 
-bool DumpEdges::goesOnAfterTones() const { return tones.end + 3 < bits.size(); }
+/// Whether the tones end with the range, and the recording goes on.
+bool DumpEdges::endsInRecording() const { return reachesToneEnd() && tones.end + 3 < bits.size(); }
 
 bool DumpEdges::hasToneIn(const IndexRange& part) const {
   return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
@@ -114,7 +115,7 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   const std::size_t left = range.end - first;
   const bool isFirst = leader == range.begin;
   // Tones that end too soon for all data more likely lack the beginning than the end.
-  const bool endsTooSoon = reachesToneEnd() && goesOnAfterTones() && left + farthestSlip < dataBits;
+  const bool endsTooSoon = endsInRecording() && left + farthestSlip < dataBits;
   const bool isLeader =
       endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader) : ones >= shortestLeader;
   const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
@@ -127,7 +128,7 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   }
   const double length = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
   const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
-  const bool isNearEnd = reachesToneEnd() && goesOnAfterTones() && endsNear(first, range.end);
+  const bool isNearEnd = endsInRecording() && endsNear(first, range.end);
   const double end = isExact ? 160.0 : fitsEnd ? 110.0 : isNearEnd ? 60.0 : 0.0;
   return length + data + end + static_cast<double>(std::min(onesBefore, plainLeader)) +
          static_cast<double>(std::min(bits[marker].margin, sureMargin));
@@ -141,9 +142,10 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
   for (std::size_t i = range.begin; i < range.end; ++i) {
     const ReadBit& bit = bits[i];
     silent = bit.hasTone ? 0 : silent + 1;
-    ++ones;
-    if (!bit.value) {
-      const std::optional<double> score = markerScore(i, leader, ones - 1);
+    if (bit.value) {
+      ++ones;
+    } else {
+      const std::optional<double> score = markerScore(i, leader, ones);
       if (score && (!best || *score > best->score)) {
         best = Beginning{i + 1, i - leader, *score};
       }
@@ -156,7 +158,7 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
       leader = i + 1;
     }
   }
-  if (!best && reachesToneEnd() && goesOnAfterTones()) {
+  if (!best && endsInRecording()) {
     // No leader is left: the data are counted back from their end.
     const std::size_t count = range.end - range.begin;
     best = Beginning{count >= dataBits ? range.end - dataBits : range.begin, 0, 0.0};
@@ -166,7 +168,7 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
 
 std::optional<std::size_t> DumpEdges::findEnd(const Beginning& beginning) const {
   const std::size_t expected = beginning.firstBit + dataBits;
-  if (reachesToneEnd() && goesOnAfterTones() && endsNear(beginning.firstBit, range.end)) {
+  if (endsInRecording() && endsNear(beginning.firstBit, range.end)) {
     return range.end;
   }
   for (std::size_t i = expected - longestCut; i < range.end && endsNear(beginning.firstBit, i);

@@ -56,7 +56,7 @@ class DumpEdges {
   bool isSure(const Beginning& beginning, bool endIsClean) const;
 
  private:
-  bool goesOnAfterTones() const;
+  bool endsInRecording() const;
   bool hasToneIn(const IndexRange& part) const;
   bool isFirmZero(std::size_t i) const;
   bool isPauseAt(std::size_t i) const;

@@ -89,9 +89,7 @@ bool isWhole(const std::vector<Take>& takes, double duration) {
 /// Whether of any dump all bits were recorded, be they sure or not.
 bool isAnyComplete(const std::vector<Take>& takes) {
   return std::any_of(takes.begin(), takes.end(), [](const Take& take) {
-    return take.beginningIsSure &&
-           std::all_of(take.bits.begin(), take.bits.end(),
-                       [](const BitReading& bit) { return bit.value >= 0; });
+    return take.beginningIsSure && recordedBits(take) == bitsPerBank;
   });
 }
 
