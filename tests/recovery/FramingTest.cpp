@@ -20,17 +20,12 @@ std::string times(int count, const std::string& text) {
 }
 
 /// Firm ones (1) and zeros (0), such as are not firm (i, o), ones of half the gain (w), of 0.8 of
-/// it (v), and hardly like a wave (f), silence (.), and what is left of a tone (e). The
-/// recording begins within the tones where there is a "<".
+/// it (v), and hardly like a wave (f), silence (.), and what is left of a tone (e).
 BitSequence sequenceOf(const std::string& text) {
   const std::string kinds = "10iowvf.e";
   constexpr float gains[] = {1.0F, 1.0F, 1.0F, 1.0F, 0.5F, 0.8F, 1.0F, 0.0F, 0.5F};
   BitSequence sequence;
   for (const char kind : text) {
-    if (kind == '<') {
-      sequence.beginsInSilence = false;
-      continue;
-    }
     const double start = 0.0035 * static_cast<double>(sequence.bits.size());
     const bool hasTone = kind != '.' && kind != 'e';
     sequence.bits.push_back({.start = start,
@@ -96,10 +91,11 @@ TEST(FramingTest, FindsDumps) {
       {leader + times(7681, "0") + silence, {"100, 0+7680 sure clean"}},
       // The end is missing.
       {leader + "0" + times(2500, "10"), {"100, 0+5000 sure"}},
-      {times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000 sure"}},
-      {"110" + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000"}},
+      {"...." + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000 sure"}},
+      {"...." + times(30, "1") + "0" + times(2500, "10") + silence, {"30, 0+5000"}},
+      {"....110" + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000"}},
       {times(15, "1") + "0" + times(2500, "10"), {"15, 0+5000"}},
-      {"<" + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000"}},
+      {"..." + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000"}},
       {leader + "0" + times(75, "10"), {}},
       {times(90, times(30, "0") + times(30, "1")), {}},
       // The beginning is missing.

@@ -14,17 +14,16 @@ namespace {
 
 using testing::ElementsAre;
 
-const std::string ones(300, '1');
-const std::string leader = "." + ones;
+const std::string leader(300, '1');
 
-/// The bits of each chain, between dots where it begins or ends in silence, in a signal of
-/// `leader`, then half-periods: short (s), long (l), such as just pass for short (a, b) or long
-/// (c), of a length between (x) or beyond (y), short and a fifth as high (w) or with a turn back at
-/// once (t). Silence follows.
+/// The bits of each chain, and a dot where it ends in silence, in a signal of `leader`, then
+/// half-periods: short (s), long (l), such as just pass for short (a, b) or long (c), of a length
+/// between (x) or beyond (y), short and a fifth as high (w) or with a turn back at once (t).
+/// Silence follows.
 std::vector<std::string> chainsOf(const std::string& halfPeriods) {
   std::vector<float> samples;
   float sign = 1.0F;
-  for (const char kind : std::string(12 * ones.size(), 's') + halfPeriods) {
+  for (const char kind : std::string(12 * leader.size(), 's') + halfPeriods) {
     const std::map<char, int> lengths = {{'l', 42}, {'a', 8},  {'b', 18},
                                          {'c', 30}, {'x', 22}, {'y', 80}};
     const int length = lengths.contains(kind) ? lengths.at(kind) : 12;
@@ -39,7 +38,7 @@ std::vector<std::string> chainsOf(const std::string& halfPeriods) {
   std::vector<std::string> chains;
   for (const BitChain& chain :
        readChains(samples, 44100.0, SpeedTrack::measure(samples, 44100.0).value())) {
-    chains.emplace_back(chain.beginsInSilence ? "." : "");
+    chains.emplace_back();
     double end = chain.bits.front().start;
     for (const TimedBit& bit : chain.bits) {
       chains.back() += bit.value ? '1' : '0';

@@ -22,10 +22,12 @@ struct ReadBit {
   float level = 1.0F;   // that energy, against the usual
 };
 
+/// Bits without a tone that show that the recording goes on before or after the tones.
+inline constexpr std::size_t silentBits = 4;
+
 /// The bits of a region in the order of time, and where they might be read otherwise.
 struct BitSequence {
   std::vector<ReadBit> bits;
-  bool beginsInSilence = true;  // nothing of a dump is lost before the first tone
 
   /// What a weak stretch might be instead: `readings[i]` has i - `farthestSlip` bits more.
   struct Stretch {

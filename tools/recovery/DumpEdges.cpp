@@ -55,19 +55,28 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits) {
 }
 
 DumpEdges::DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSearch,
-                     const IndexRange& toneRange)
-    : bits(bitSequence.bits),
-      beginsInSilence(bitSequence.beginsInSilence),
-      range(rangeToSearch),
-      tones(toneRange),
-      firmZerosEnd(range.end) {
+                     std::size_t endOfTones)
+    : bits(bitSequence.bits), range(rangeToSearch), toneEnd(endOfTones), firmZerosEnd(range.end) {
   while (firmZerosEnd > range.begin && !isFirmZero(firmZerosEnd - 1)) {
     --firmZerosEnd;
   }
 }
 
+/// Whether the tones begin with the range, after a silence.
+bool DumpEdges::beginsInRecording() const {
+  return range.begin >= silentBits && !hasToneIn({range.begin - silentBits, range.begin});
+}
+
 /// Whether the tones end with the range, and the recording goes on.
-bool DumpEdges::endsInRecording() const { return reachesToneEnd() && tones.end + 3 < bits.size(); }
+bool DumpEdges::endsInRecording() const {
+  return reachesToneEnd() && toneEnd + silentBits <= bits.size();
+}
+
+/// Whether the tones end before data that begin at `firstBit` can: they more likely lack the
+/// beginning than the end, and what looks like a short leader is data.
+bool DumpEdges::endsTooSoon(std::size_t firstBit) const {
+  return endsInRecording() && range.end - firstBit + farthestSlip < dataBits;
+}
 
 bool DumpEdges::hasToneIn(const IndexRange& part) const {
   return std::any_of(bits.begin() + static_cast<std::ptrdiff_t>(part.begin),
@@ -114,10 +123,8 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   const std::size_t ones = marker - leader;
   const std::size_t left = range.end - first;
   const bool isFirst = leader == range.begin;
-  // Tones that end too soon for all data more likely lack the beginning than the end.
-  const bool endsTooSoon = endsInRecording() && left + farthestSlip < dataBits;
-  const bool isLeader =
-      endsTooSoon ? ones >= longLeader || (isFirst && ones >= plainLeader) : ones >= shortestLeader;
+  const bool isLeader = endsTooSoon(first) ? ones >= longLeader || (isFirst && ones >= plainLeader)
+                                           : ones >= shortestLeader;
   const bool isExact = endsAt(first + dataBits) || isToneAfter(first + dataBits);
   if (left == 0 || (!isLeader && !(isExact && isFirst))) {
     return std::nullopt;
@@ -230,8 +237,8 @@ bool DumpEdges::isSure(const Beginning& beginning, bool endIsClean) const {
   if (endIsClean || isToneAfter(beginning.firstBit + dataBits)) {
     return ones >= shortestLeader || isExactFromTones(beginning);
   }
-  return ones >= longLeader ||
-         (ones >= plainLeader && marker - ones == range.begin && beginsInSilence);
+  return ones >= longLeader || (ones >= plainLeader && marker - ones == range.begin &&
+                                beginsInRecording() && !endsTooSoon(beginning.firstBit));
 }
 
 }  // namespace recovery

@@ -26,10 +26,10 @@ std::vector<IndexRange> findToneRanges(const std::vector<ReadBit>& bits);
 /// Looks for where a dump begins and ends within a part of a sequence of bits.
 class DumpEdges {
  public:
-  /// `toneRange` is where the tones begin and end around `rangeToSearch`. `bitSequence` must
+  /// The tones that sound in `rangeToSearch` end at the bit `endOfTones`. `bitSequence` must
   /// outlive this object.
   DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSearch,
-            const IndexRange& toneRange);
+            std::size_t endOfTones);
 
   /// The likeliest beginning of a dump, or nothing where there is neither a leader nor an end.
   std::optional<Beginning> findBeginning() const;
@@ -39,7 +39,7 @@ class DumpEdges {
   std::optional<std::size_t> findEnd(const Beginning& beginning) const;
 
   /// Whether the range reaches to where the tones end.
-  bool reachesToneEnd() const { return range.end == tones.end; }
+  bool reachesToneEnd() const { return range.end == toneEnd; }
 
   /// Whether there are bits in a part, and no firm zero among them.
   bool hasNoFirmZero(const IndexRange& part) const;
@@ -56,7 +56,9 @@ class DumpEdges {
   bool isSure(const Beginning& beginning, bool endIsClean) const;
 
  private:
+  bool beginsInRecording() const;
   bool endsInRecording() const;
+  bool endsTooSoon(std::size_t firstBit) const;
   bool hasToneIn(const IndexRange& part) const;
   bool isFirmZero(std::size_t i) const;
   bool isPauseAt(std::size_t i) const;
@@ -67,9 +69,8 @@ class DumpEdges {
                                     std::size_t onesBefore) const;
 
   const std::vector<ReadBit>& bits;
-  bool beginsInSilence;
   IndexRange range;
-  IndexRange tones;
+  std::size_t toneEnd;
   std::size_t firmZerosEnd;  // one past the last firm zero of the range
 };
 

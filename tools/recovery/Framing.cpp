@@ -24,7 +24,7 @@ class Framer {
 
   std::vector<Take> frame() {
     for (const IndexRange& range : findToneRanges(sequence.bits)) {
-      frameRange(range, range);
+      frameRange(range, range.end);
     }
     std::sort(takes.begin(), takes.end(), [](const Take& a, const Take& b) {
       return recordedSpan(a).start < recordedSpan(b).start;
@@ -33,13 +33,13 @@ class Framer {
   }
 
  private:
-  /// Frames the best dump within `range`, then those before and after it. `tones` is where the
-  /// tones begin and end.
-  void frameRange(const IndexRange& range, const IndexRange& tones) {
+  /// Frames the best dump within `range`, then those before and after it. `toneEnd` is where its
+  /// tones end.
+  void frameRange(const IndexRange& range, std::size_t toneEnd) {
     if (range.end - range.begin < fewestBits) {
       return;
     }
-    const DumpEdges edges(sequence, range, tones);
+    const DumpEdges edges(sequence, range, toneEnd);
     const std::optional<Beginning> beginning = edges.findBeginning();
     if (!beginning) {
       return;
@@ -49,10 +49,10 @@ class Framer {
     const std::size_t head =
         beginning->firstBit - std::min(beginning->firstBit, beginning->leaderOnes + 1);
     if (head > range.begin) {
-      frameRange({range.begin, head}, tones);
+      frameRange({range.begin, head}, toneEnd);
     }
     if (dataEnd < range.end) {
-      frameRange({dataEnd, range.end}, tones);
+      frameRange({dataEnd, range.end}, toneEnd);
     }
   }
 

@@ -107,17 +107,12 @@ class Joiner {
   void add(const HalfPeriod& piece) {
     if (piece.kind == Kind::Odd || piece.kind == Kind::Silence) {
       endChain(piece.kind == Kind::Silence);
-      previousKind = piece.kind;
       return;
     }
     if (!run.empty() && run.front().kind != piece.kind) {
       endRun(false);
     }
-    if (run.empty() && chain.bits.empty() && !isFirstRunDone) {
-      chain.beginsInSilence = previousKind == Kind::Silence;
-    }
     run.push_back(piece);
-    previousKind = piece.kind;
   }
 
   std::vector<BitChain> finish() {
@@ -179,7 +174,6 @@ class Joiner {
   BitChain chain;
   std::vector<HalfPeriod> run;
   bool isFirstRunDone = false;
-  Kind previousKind = Kind::Silence;
 };
 
 }  // namespace

@@ -17,7 +17,6 @@ struct TimedBit {
 /// height of the tones, and each run of them makes whole bits.
 struct BitChain {
   std::vector<TimedBit> bits;
-  bool beginsInSilence = false;
   bool endsInSilence = false;
 };
 

@@ -27,13 +27,11 @@ constexpr float leastShare = 0.03F;   // of the loudest channel's level: a quiet
 
 BitSequence sequenceOf(const BitChain& chain) {
   BitSequence sequence;
-  sequence.beginsInSilence = chain.beginsInSilence;
   for (const TimedBit& bit : chain.bits) {
     sequence.bits.push_back({bit.start, bit.end, bit.value, true, chainMargin, 1.0F, 1.0F, 1.0F});
   }
   if (chain.endsInSilence) {
     const double end = chain.bits.back().end;
-    constexpr std::size_t silentBits = 4;
     sequence.bits.insert(sequence.bits.end(), silentBits,
                          {end, end, false, false, 0.0F, 0.0F, 0.0F, 0.0F});
   }
@@ -60,7 +58,7 @@ std::vector<ReadBit> readBitsOf(const std::vector<PathBit>& bits, const TapeSign
 }
 
 BitSequence sequenceOf(const BitPath& path, const TapeSignal& signal) {
-  BitSequence sequence{readBitsOf(path.bits, signal), true, {}};
+  BitSequence sequence{readBitsOf(path.bits, signal), {}};
   for (const WeakStretch& weak : path.weakStretches) {
     BitSequence::Stretch stretch{weak.begin, weak.end, {}, readBitsOf(weak.other, signal)};
     for (const WeakStretch::Reading& reading : weak.readings) {
