@@ -86,13 +86,20 @@ class ClipMeter {
   double share(std::size_t begin, std::size_t end) const {
     std::size_t sum = 0;
     float highest = 0.0F;
-    for (std::size_t i = begin; i < std::min(end, blocks.size()); ++i) {
-      sum += blocks[i].flat;
-      highest = std::max(highest, blocks[i].peak);
+    for (std::size_t i = std::max(begin, forgotten); i < std::min(end, forgotten + blocks.size());
+         ++i) {
+      sum += blocks[i - forgotten].flat;
+      highest = std::max(highest, blocks[i - forgotten].peak);
     }
     return highest < quietestClip || end <= begin
                ? 0.0
                : static_cast<double>(sum) / static_cast<double>((end - begin) * blockLength);
+  }
+
+  /// Forgets the blocks before `block`, all of them complete.
+  void forget(std::size_t block) {
+    blocks.erase(blocks.begin(), blocks.begin() + static_cast<std::ptrdiff_t>(block - forgotten));
+    forgotten = block;
   }
 
  private:
@@ -110,7 +117,8 @@ class ClipMeter {
 
   std::size_t blockLength;
   std::size_t shortestRun;
-  std::vector<Block> blocks;
+  std::vector<Block> blocks;  // from the block `forgotten` on
+  std::size_t forgotten = 0;
   float peak = 0.0F;
   float top = 0.0F;
   std::size_t run = 0;
@@ -250,17 +258,19 @@ struct DumpSearch::State {
   }
 
   /// The frame that the first sample kept stands for.
-  std::size_t firstKept() const {
-    return dropped * static_cast<std::size_t>(channels.front().decimator.factor());
+  std::uint64_t firstKept() const {
+    return std::uint64_t{dropped} * static_cast<std::uint64_t>(channels.front().decimator.factor());
   }
 
   /// Forgets what no region can need any more.
   void forget() {
-    const std::size_t needed = finder.firstNeeded() * blockLength();
+    const std::size_t firstBlock = finder.firstNeeded();
+    const std::size_t needed = firstBlock * blockLength();
     if (static_cast<double>(needed - dropped) < tailSeconds * keptRate()) {
       return;
     }
     for (Channel& channel : channels) {
+      channel.clips.forget(firstBlock);
       const auto count = static_cast<std::ptrdiff_t>(needed - dropped);
       channel.kept.erase(channel.kept.begin(), channel.kept.begin() + count);
       if (!channel.recorded.empty()) {
@@ -272,7 +282,7 @@ struct DumpSearch::State {
   }
 
   double rate;
-  std::size_t frames = 0;
+  std::uint64_t frames = 0;
   LevelMeter levels;
   std::vector<Channel> channels;
   std::size_t dropped = 0;

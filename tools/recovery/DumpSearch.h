@@ -9,7 +9,7 @@
 namespace recovery {
 
 /// Searches a recording of any length for dumps and reads each, in a stream: memory depends on the
-/// length of a dump and not on that of the recording.
+/// length of a dump and the number of channels, not on the length of the recording.
 class DumpSearch {
  public:
   /// For a recording of `channels` channels and `sampleRate` frames a second. Finds nothing where
@@ -23,7 +23,8 @@ class DumpSearch {
   /// float can hold is borne. The samples are the caller's and are not kept.
   void add(const float* interleaved, std::size_t frames);
 
-  /// Ends the recording and returns the dumps in the order of time.
+  /// Ends the recording and returns the dumps in the order of time. After it only `facts` may be
+  /// asked for.
   std::vector<Take> finish();
 
   /// What is known of the recording so far.
