@@ -5,8 +5,10 @@
 
 namespace recovery {
 
-/// Brings one channel, block by block, to a rate of about 15,000 samples a second, which keeps all
-/// up to 5.5 kHz. Samples that are not finite count as 0, very large ones are limited.
+/// Brings one channel, block by block, to about 15,000 samples a second by a whole factor: 11,250
+/// to 18,750; a rate below 22,500 stays as it is. All below 0.37 of the new rate is kept: 5.4 kHz
+/// for 44,100 samples a second. Samples that are not finite count as 0, very large ones are
+/// limited.
 class Decimator {
  public:
   /// For input of `sampleRate` samples a second.
