@@ -176,7 +176,8 @@ std::vector<WeakStretch> WaveDecoder::findWeakStretches(const std::vector<PathBi
       stretch.end += stretch.end < bits.size() && !silent[stretch.end] ? 1 : 0;
     }
     if (stretch.end - stretch.begin <= longestStretch) {
-      readAnew(bits, stretch);
+      readSlips(bits, stretch);
+      readOther(bits, stretch);
     }
   }
   return stretches;
@@ -420,14 +421,9 @@ std::vector<PathBit> WaveDecoder::pathOf(const Lattice& lattice, int count, int 
   return path;
 }
 
-void WaveDecoder::readAnew(const std::vector<PathBit>& bits, WeakStretch& stretch) const {
+void WaveDecoder::readSlips(const std::vector<PathBit>& bits, WeakStretch& stretch) const {
   const int count = static_cast<int>(stretch.end - stretch.begin);
-  const int most = count + farthestSlip;
-  std::size_t weakest = stretch.begin;
-  for (std::size_t k = stretch.begin; k < stretch.end; ++k) {
-    weakest = bits[k].margin < bits[weakest].margin ? k : weakest;
-  }
-  const Lattice lattice = fillLattice(bits, stretch, most, {});
+  const Lattice lattice = fillLattice(bits, stretch, count + farthestSlip, {});
   const double reference = endOf(lattice, count, bits, stretch).first;
   for (int slip = -farthestSlip; slip <= farthestSlip; ++slip) {
     if (count + slip < 1) {
@@ -439,6 +435,15 @@ void WaveDecoder::readAnew(const std::vector<PathBit>& bits, WeakStretch& stretc
           static_cast<float>(std::max(0.0, reference - total)),
           pathOf(lattice, count + slip, value)};
     }
+  }
+}
+
+void WaveDecoder::readOther(const std::vector<PathBit>& bits, WeakStretch& stretch) const {
+  const int count = static_cast<int>(stretch.end - stretch.begin);
+  const int most = count + farthestSlip;
+  std::size_t weakest = stretch.begin;
+  for (std::size_t k = stretch.begin; k < stretch.end; ++k) {
+    weakest = bits[k].margin < bits[weakest].margin ? k : weakest;
   }
   const Lattice without = fillLattice(
       bits, stretch, most, {bits[weakest].start + bits[weakest].length / 2, bits[weakest].value});

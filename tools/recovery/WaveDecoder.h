@@ -20,10 +20,14 @@ struct Step {
   std::int16_t previous = 0;
 };
 
-/// The likeliest cut into bits by the waves, and all that can be asked of the ways around it.
+/// The likeliest cut into bits by the waves, and all that can be asked of the ways around it. The
+/// order of calls is: `forward`; `weigh`, only once, with its bits; `forward` again; `setMargins`
+/// and `findWeakStretches` with those of the last.
 class WaveDecoder {
  public:
-  /// `hiss` is a mean square, `slackDeviation` that of the bits' lengths, in tape samples.
+  /// `tapeSignal` holds at least two of the longer bits and their slack. `learned` are waves that
+  /// have learned, `hiss` is a mean square, `slackDeviation` that of the bits' lengths, in tape
+  /// samples.
   WaveDecoder(const TapeSignal& tapeSignal, Waves learned, double hiss, double slackDeviation);
 
   /// The likeliest cut; after `weigh` by what the scores are worth.
@@ -121,8 +125,11 @@ class WaveDecoder {
 
   std::vector<PathBit> pathOf(const Lattice& lattice, int count, int value) const;
 
-  /// Reads a stretch once for each count of bits, and once with its weakest bit otherwise.
-  void readAnew(const std::vector<PathBit>& bits, WeakStretch& stretch) const;
+  /// Reads a stretch once for each count of bits.
+  void readSlips(const std::vector<PathBit>& bits, WeakStretch& stretch) const;
+
+  /// Reads a stretch once with its weakest bit otherwise.
+  void readOther(const std::vector<PathBit>& bits, WeakStretch& stretch) const;
 
   Waves waves;
   SlackCosts slackCost;

@@ -42,7 +42,8 @@ bool Waves::learn(const std::vector<float>& samples, const std::vector<PathBit>&
     if (counts[value] + counts[value + 2] < (isRare[value] ? 1 : fewestToLearn)) {
       return false;
     }
-    // A neighbourhood that hardly occurs takes the wave of the other one.
+    // A neighbourhood that hardly occurs takes the wave of the other one; of two that occur as
+    // rarely as each other, that after a zero counts.
     if (counts[value] < std::min(fewestToLearn, counts[value + 2])) {
       waves[value] = waves[value + 2];
     } else if (counts[value + 2] < std::min(fewestToLearn, counts[value] + 1)) {

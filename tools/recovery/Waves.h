@@ -38,7 +38,8 @@ class Waves {
     return (before ? 2U : 0U) + (value ? 1U : 0U);
   }
 
-  /// Sets `results` to the correlations with each wave from every start on, by `index`.
+  /// Sets `results` to the correlations with each wave from every start on, by `index`. There must
+  /// be at least as many samples as a wave has.
   void correlate(const std::vector<float>& samples,
                  std::array<std::vector<float>, 4>& results) const;
 
