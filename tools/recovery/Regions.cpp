@@ -14,24 +14,25 @@ constexpr double quietest = 1.0e-14;   // mean square below which a block is sil
 constexpr double windowSeconds = 0.6;  // over which tones are counted
 constexpr double openPart = 0.5;       // of the window that opens a region
 constexpr double closePart = 0.2;      // of the window under which it ends
-constexpr double leadSeconds = 0.9;    // kept before and after the tones
+constexpr double leadSeconds = 0.9;    // kept before the window that opens a region
 constexpr double longestSeconds = 150.0;
 constexpr double overlapSeconds = 40.0;  // of the pieces of a longer region: more than a dump
 constexpr double shortestSeconds = 0.7;  // of tones in all, about a preset
 
-std::size_t blocks(double seconds, double ofSeconds) {
+/// How many stretches of `ofSeconds` are `seconds`, at least one.
+std::size_t countOf(double seconds, double ofSeconds) {
   return std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(seconds / ofSeconds)));
 }
 
 }  // namespace
 
-void ToneDetector::Band::add(float sample) {
+void ToneDetector::BandMeter::add(float sample) {
   const auto value = static_cast<double>(lowPass.next(highPass.next(sample)));
   energy += value * value;
 }
 
 ToneDetector::ToneDetector(double sampleRate)
-    : length(blocks(blockSeconds, 1.0 / sampleRate)),
+    : length(countOf(blockSeconds, 1.0 / sampleRate)),
       low{Biquad::highPass(lowTone.from, sampleRate), Biquad::lowPass(lowTone.to, sampleRate)},
       high{Biquad::highPass(highTone.from, sampleRate), Biquad::lowPass(highTone.to, sampleRate)},
       whole{Biquad::highPass(lowest, sampleRate), Biquad::lowPass(highest, sampleRate)},
@@ -53,10 +54,11 @@ void ToneDetector::add(const float* samples, std::size_t count, std::vector<bool
 }
 
 RegionFinder::RegionFinder(double blockDuration)
-    : window(blocks(windowSeconds, blockDuration)),
-      lead(blocks(leadSeconds, blockDuration)),
-      longest(blocks(longestSeconds, blockDuration)),
-      shortest(blocks(shortestSeconds, blockDuration)),
+    : window(countOf(windowSeconds, blockDuration)),
+      lead(countOf(leadSeconds, blockDuration)),
+      longest(countOf(longestSeconds, blockDuration)),
+      overlap(countOf(overlapSeconds, blockDuration)),
+      shortest(countOf(shortestSeconds, blockDuration)),
       recent(window, false) {}
 
 std::optional<BlockRange> RegionFinder::add(bool hasTones) {
@@ -75,12 +77,10 @@ std::optional<BlockRange> RegionFinder::add(bool hasTones) {
   }
   toneBlocks += hasTones ? 1 : 0;
   if (part < closePart) {
-    // What follows the tones is taken along, so that their end can be seen.
+    // The rest of the window, 0.5 s after the tones, is taken along, so that their end can be seen.
     return close(count);
   }
   if (count - begin >= longest) {
-    const std::size_t overlap = longest * static_cast<std::size_t>(overlapSeconds) /
-                                static_cast<std::size_t>(longestSeconds);
     std::optional<BlockRange> piece = close(count);
     isOpen = true;
     begin = count - overlap;

@@ -25,7 +25,7 @@ class ToneDetector {
   std::size_t blockLength() const { return length; }
 
  private:
-  struct Band {
+  struct BandMeter {
     Biquad highPass;
     Biquad lowPass;
     double energy = 0.0;
@@ -35,9 +35,9 @@ class ToneDetector {
 
   std::size_t length;
   std::size_t filled = 0;
-  Band low;
-  Band high;
-  Band whole;
+  BandMeter low;
+  BandMeter high;
+  BandMeter whole;
   Biquad hum;  // takes off what is below all bands, for loud hum once more
 };
 
@@ -67,8 +67,9 @@ class RegionFinder {
   std::size_t possibleBegin() const;  // of a region that opens now
 
   std::size_t window;  // blocks over which flags are counted
-  std::size_t lead;    // blocks before and after the tones that belong to a region
+  std::size_t lead;    // blocks before the window that opens a region that belong to it
   std::size_t longest;
+  std::size_t overlap;  // of the pieces of a longer region
   std::size_t shortest;
   std::vector<bool> recent;  // a ring of the last `window` flags
   std::size_t count = 0;     // blocks so far
