@@ -17,15 +17,23 @@ constexpr double noBass = 0.08;             // below it is what leaks through fr
 constexpr double integratorCorner = 300.0;  // hertz
 constexpr double humCorner = 330.0;
 constexpr double loudBass = 1.3;     // all energy against that above the bass: loud hum
+constexpr double levelHop = 0.005;   // seconds, rounded down to samples, of which a peak is taken
 constexpr double medianReach = 0.3;  // seconds to either side
 constexpr float weakest = 0.1F;      // part of the usual level down to which a level is evened
 constexpr float clickLimit = 2.5F;   // times the level
 
+/// A corner as the bilinear transform needs it.
+double warped(double corner, double sampleRate) {
+  return std::tan(std::numbers::pi * std::min(corner / sampleRate, 0.49));
+}
+
+double normOf(double k) { return 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k); }
+
 }  // namespace
 
 Biquad Biquad::lowPass(double corner, double sampleRate) {
-  const double k = std::tan(std::numbers::pi * std::min(corner / sampleRate, 0.49));
-  const double norm = 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k);
+  const double k = warped(corner, sampleRate);
+  const double norm = normOf(k);
   Biquad filter;
   filter.b0 = k * k * norm;
   filter.b1 = 2.0 * filter.b0;
@@ -37,8 +45,7 @@ Biquad Biquad::lowPass(double corner, double sampleRate) {
 
 Biquad Biquad::highPass(double corner, double sampleRate) {
   Biquad filter = lowPass(corner, sampleRate);
-  const double k = std::tan(std::numbers::pi * std::min(corner / sampleRate, 0.49));
-  filter.b0 = 1.0 / (1.0 + std::numbers::sqrt2 * k + k * k);
+  filter.b0 = normOf(warped(corner, sampleRate));
   filter.b1 = -2.0 * filter.b0;
   filter.b2 = filter.b0;
   return filter;
@@ -121,7 +128,7 @@ void restoreBass(std::vector<float>& samples, double sampleRate) {
   }
 }
 
-std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
+void evenLevel(std::vector<float>& samples, double sampleRate) {
   const auto hop = std::max<std::size_t>(1, static_cast<std::size_t>(levelHop * sampleRate));
   std::vector<float> peaks;
   for (std::size_t begin = 0; begin < samples.size(); begin += hop) {
@@ -132,7 +139,7 @@ std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
     peaks.push_back(peak);
   }
   if (peaks.empty()) {
-    return peaks;
+    return;
   }
 
   std::vector<float> sorted = peaks;
@@ -161,7 +168,6 @@ std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate) {
   for (std::size_t i = 0; i < samples.size(); ++i) {
     samples[i] = std::clamp(samples[i] / levels[i / hop], -clickLimit, clickLimit);
   }
-  return levels;
 }
 
 }  // namespace recovery

@@ -61,9 +61,7 @@ void removeBass(std::vector<float>& samples, double sampleRate);
 void restoreBass(std::vector<float>& samples, double sampleRate);
 
 /// Divides `samples` by the level of the tones, the median over 0.6 s, so that their peaks are near
-/// 1.0, and limits clicks. Where the signal is much weaker than in the rest it stays so. Returns
-/// the level for each `levelHop` seconds.
-std::vector<float> evenLevel(std::vector<float>& samples, double sampleRate);
-inline constexpr double levelHop = 0.005;
+/// 1.0, and limits clicks. Where the signal is much weaker than in the rest it stays so.
+void evenLevel(std::vector<float>& samples, double sampleRate);
 
 }  // namespace recovery
