@@ -6,8 +6,8 @@
 
 namespace recovery {
 
-/// The value below which the part `part`, 0.0 to 1.0, of the values lies. There must be one; their
-/// order is lost.
+/// The value below which the part `part`, 0.0 to 1.0, of the values lies, the lower one of two.
+/// There must be one; their order is lost.
 template <typename Value>
 Value quantile(std::vector<Value>& values, double part) {
   const auto at =

@@ -15,7 +15,7 @@ inline constexpr double impossible = -1.0e30;
 /// What a bit costs, in nats, that is some tape samples longer or shorter than it should be.
 class SlackCosts {
  public:
-  /// `deviation` of the lengths, in tape samples.
+  /// `deviation` of the lengths, in tape samples, more than 0.
   explicit SlackCosts(double deviation) {
     for (int by = -slack; by <= slack; ++by) {
       costs[static_cast<std::size_t>(by + slack)] = by * by / (2.0 * deviation * deviation);

@@ -22,12 +22,16 @@ class SpeedTrack {
   /// Lengths of the long half-periods against the short ones; about 3.5.
   double ratio() const { return longToShort; }
 
-  /// Moments of the track, seconds, and the length of a short half-period there.
+  /// Seconds from one moment of the track to the next.
   static constexpr double hop = 0.025;
+
+  /// The length of a short half-period at each moment, in seconds; the first is that of sample 0.
   const std::vector<double>& lengths() const { return shortLengths; }
 
  private:
-  std::vector<double> shortLengths;  // one for each hop
+  SpeedTrack() = default;
+
+  std::vector<double> shortLengths;  // one for each hop, at least one
   double longToShort = 3.5;
 };
 
