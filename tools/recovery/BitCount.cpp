@@ -10,7 +10,7 @@ namespace {
 
 constexpr float countTrust = 0.25F;  // lengths stray less by chance than by the player's faults
 constexpr float endCost = 60.0F;     // nats that it takes to believe that the end is not the end
-constexpr float impossible = 1.0e9F;
+constexpr float prohibitive = 1.0e9F;
 constexpr std::size_t fewestToCompare = 4;  // presets
 constexpr float undecided = 4.0F;           // presets of either value that each share begins with
 constexpr float likenessWeight = 0.5F;      // presets are not drawn by chance
@@ -26,13 +26,13 @@ float costOf(const BitSequence::Stretch& stretch, int slip) {
     return 0.0F;
   }
   const auto index = static_cast<std::size_t>(slip + farthestSlip);
-  return isUnread(stretch) || stretch.readings[index].bits.empty() ? impossible
+  return isUnread(stretch) || stretch.readings[index].bits.empty() ? prohibitive
                                                                    : stretch.readings[index].cost;
 }
 
 /// What it costs more to read a stretch with another slip than with this one.
 float costOfOther(const BitSequence::Stretch& stretch, int slip) {
-  float least = impossible;
+  float least = prohibitive;
   for (int other = -farthestSlip; other <= farthestSlip; ++other) {
     if (other != slip) {
       least = std::min(least, costOf(stretch, other) - costOf(stretch, slip));
@@ -88,7 +88,7 @@ void BitCount::resolve() {
   const int missing =
       static_cast<int>(dataBits) - static_cast<int>(data.end - std::min(data.end, data.begin));
   SlipCosts none;
-  none.fill(impossible);
+  none.fill(prohibitive);
   std::vector<SlipCosts> upTo(count + 1, none);    // of all up to the place, by the slip there
   std::vector<SlipCosts> onward(count + 1, none);  // of all after it
   at(upTo[0], 0) = 0.0F;
@@ -109,7 +109,7 @@ void BitCount::resolve() {
   }
 
   chooseSlips(onward);
-  countMargins.assign(count + 1, impossible);
+  countMargins.assign(count + 1, prohibitive);
   for (std::size_t i = 0; i <= count; ++i) {
     for (int slip = -farthest; slip <= farthest; ++slip) {
       if (slip != slips[i]) {
@@ -125,7 +125,7 @@ void BitCount::resolve() {
 void BitCount::chooseSlips(std::vector<SlipCosts>& onward) {
   slips.assign(stretches.size() + 1, 0);
   for (std::size_t i = 0; i < stretches.size(); ++i) {
-    float least = impossible;
+    float least = prohibitive;
     static_assert(farthestSlip == 3);
     for (const int own : {0, -1, 1, -2, 2, -3, 3}) {
       const int to = slips[i] + own;

@@ -22,7 +22,8 @@ struct ReadBit {
   float level = 1.0F;   // that energy, against the usual
 };
 
-/// Bits without a tone that show that the recording goes on before or after the tones.
+/// So many bits without a tone stand before the tones and after them where they begin and end; the
+/// beginning and the end of the recording are as silent.
 inline constexpr std::size_t silentBits = 4;
 
 /// The bits of a region in the order of time, and where they might be read otherwise.

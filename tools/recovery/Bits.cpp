@@ -15,17 +15,17 @@ namespace recovery {
 namespace {
 
 constexpr int fewestTones = 150;  // bits of a signal that must be tones: less than a preset
-constexpr int silentBits = 8;  // put before and after the signal, which may begin or end in a bit
+constexpr int paddingBits = 8;  // put before and after the signal, which may begin or end in a bit
 
 }  // namespace
 
 TapeSignal resample(const std::vector<float>& samples, double sampleRate, const SpeedTrack& track) {
   TapeSignal signal;
-  signal.zeroLength = 4 * samplesPerShort * track.ratio();
+  signal.zeroLength = longsPerZeroBit * samplesPerShort * track.ratio();
   if (samples.size() < 4) {
     return signal;
   }
-  const auto padding = static_cast<std::size_t>(silentBits * oneLength);
+  const auto padding = static_cast<std::size_t>(paddingBits * oneLength);
   const auto pad = [&](double time) {
     signal.samples.insert(signal.samples.end(), padding, 0.0F);
     signal.times.insert(signal.times.end(), padding, time);
@@ -55,7 +55,7 @@ TapeSignal resample(const std::vector<float>& samples, double sampleRate, const 
 
 namespace {
 
-/// The energy of a tone in every window of its bit's length, in parts of the whole signal's.
+/// The energy of a tone in every window of its bit's length.
 class ToneEnergy {
  public:
   ToneEnergy(const std::vector<float>& samples, double period, int length) : window(length) {

@@ -62,20 +62,20 @@ DumpEdges::DumpEdges(const BitSequence& bitSequence, const IndexRange& rangeToSe
   }
 }
 
-/// Whether the tones begin with the range, after a silence.
-bool DumpEdges::beginsInRecording() const {
+/// Whether the tones begin with the range, and not before it.
+bool DumpEdges::beginsInSilence() const {
   return range.begin >= silentBits && !hasToneIn({range.begin - silentBits, range.begin});
 }
 
-/// Whether the tones end with the range, and the recording goes on.
-bool DumpEdges::endsInRecording() const {
+/// Whether the tones end with the range, and do not just cease to be read.
+bool DumpEdges::endsInSilence() const {
   return reachesToneEnd() && toneEnd + silentBits <= bits.size();
 }
 
 /// Whether the tones end before data that begin at `firstBit` can: they more likely lack the
 /// beginning than the end, and what looks like a short leader is data.
 bool DumpEdges::endsTooSoon(std::size_t firstBit) const {
-  return endsInRecording() && range.end - firstBit + farthestSlip < dataBits;
+  return endsInSilence() && range.end - firstBit + farthestSlip < dataBits;
 }
 
 bool DumpEdges::hasToneIn(const IndexRange& part) const {
@@ -133,9 +133,10 @@ std::optional<double> DumpEdges::markerScore(std::size_t marker, std::size_t lea
   for (std::size_t count = dataBits - farthestSlip; count <= dataBits + farthestSlip; ++count) {
     fitsEnd = fitsEnd || endsAt(first + count);
   }
+  // Points are half ones of a leader: whole data and a fitting end outweigh a leader's length.
   const double length = static_cast<double>(std::min<std::size_t>(ones, 400)) / 2.0;
   const double data = left >= dataBits ? 100.0 : 60.0 * static_cast<double>(left) / dataBits;
-  const bool isNearEnd = endsInRecording() && endsNear(first, range.end);
+  const bool isNearEnd = endsInSilence() && endsNear(first, range.end);
   const double end = isExact ? 160.0 : fitsEnd ? 110.0 : isNearEnd ? 60.0 : 0.0;
   return length + data + end + static_cast<double>(std::min(onesBefore, plainLeader)) +
          static_cast<double>(std::min(bits[marker].margin, sureMargin));
@@ -165,7 +166,7 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
       leader = i + 1;
     }
   }
-  if (!best && endsInRecording()) {
+  if (!best && endsInSilence()) {
     // No leader is left: the data are counted back from their end.
     const std::size_t count = range.end - range.begin;
     best = Beginning{count >= dataBits ? range.end - dataBits : range.begin, 0, 0.0};
@@ -175,7 +176,7 @@ std::optional<Beginning> DumpEdges::findBeginning() const {
 
 std::optional<std::size_t> DumpEdges::findEnd(const Beginning& beginning) const {
   const std::size_t expected = beginning.firstBit + dataBits;
-  if (endsInRecording() && endsNear(beginning.firstBit, range.end)) {
+  if (endsInSilence() && endsNear(beginning.firstBit, range.end)) {
     return range.end;
   }
   for (std::size_t i = expected - longestCut; i < range.end && endsNear(beginning.firstBit, i);
@@ -238,7 +239,7 @@ bool DumpEdges::isSure(const Beginning& beginning, bool endIsClean) const {
     return ones >= shortestLeader || isExactFromTones(beginning);
   }
   return ones >= longLeader || (ones >= plainLeader && marker - ones == range.begin &&
-                                beginsInRecording() && !endsTooSoon(beginning.firstBit));
+                                beginsInSilence() && !endsTooSoon(beginning.firstBit));
 }
 
 }  // namespace recovery

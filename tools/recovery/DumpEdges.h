@@ -34,8 +34,8 @@ class DumpEdges {
   /// The likeliest beginning of a dump, or nothing where there is neither a leader nor an end.
   std::optional<Beginning> findBeginning() const;
 
-  /// Where the tones end after about as many bits as data have, if they do and the recording goes
-  /// on: at the end of the tones, or at a pause before other tones.
+  /// Where the tones end after about as many bits as data have, if they do: at the end of the
+  /// tones, or at a pause before other tones.
   std::optional<std::size_t> findEnd(const Beginning& beginning) const;
 
   /// Whether the range reaches to where the tones end.
@@ -56,8 +56,8 @@ class DumpEdges {
   bool isSure(const Beginning& beginning, bool endIsClean) const;
 
  private:
-  bool beginsInRecording() const;
-  bool endsInRecording() const;
+  bool beginsInSilence() const;
+  bool endsInSilence() const;
   bool endsTooSoon(std::size_t firstBit) const;
   bool hasToneIn(const IndexRange& part) const;
   bool isFirmZero(std::size_t i) const;

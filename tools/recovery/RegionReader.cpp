@@ -140,7 +140,7 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
   removeBass(evened, sampleRate);
   restoreBass(evened, sampleRate);
   evenLevel(evened, sampleRate);
-  const std::optional<SpeedTrack> track = SpeedTrack::measure(evened, sampleRate);
+  std::optional<SpeedTrack> track = SpeedTrack::measure(evened, sampleRate);
   if (!track) {
     return {};
   }
@@ -173,6 +173,7 @@ std::vector<Take> readChannel(const std::vector<float>& recorded, double sampleR
     const std::optional<SpeedTrack> ownTrack = SpeedTrack::measure(kept, sampleRate);
     if (ownTrack) {
       decode(kept, *ownTrack);
+      track = ownTrack;
     }
   }
   const std::optional<double> hidden = takes.empty() ? std::nullopt : hiddenSpeedFrom(takes.back());
