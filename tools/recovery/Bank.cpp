@@ -184,14 +184,6 @@ int bestForPreset(std::span<const Take> takes, int preset) {
   return best;
 }
 
-/// Whether another take is as sure of the preset as `best` and reads it otherwise.
-bool isContradicted(std::span<const Take> takes, int best, int preset) {
-  const Take& take = takes[static_cast<std::size_t>(best)];
-  return isSure(take, preset) && std::any_of(takes.begin(), takes.end(), [&](const Take& other) {
-           return isSure(other, preset) && differ(take, other, preset);
-         });
-}
-
 /// Whether two recordings were played separately: no player keeps its pace to a fraction of a
 /// millisecond, but a copy of a recording does, at whatever rate. A copy bears no witness.
 bool areIndependent(const Take& a, const Take& b) {
@@ -306,10 +298,6 @@ BankReading readBank(std::span<const Take> takes) {
     result.margin = leastMargin(bits);
     result.verdict = take.beginningIsSure && areSure(bits) ? Verdict::Sure : Verdict::Doubtful;
     explain(result, bits, take);
-    if (isContradicted(takes, best, preset)) {
-      result.verdict = Verdict::Doubtful;
-      result.reason = Reason::TakesDisagree;
-    }
     packBits(bits, reading.bank.data() + static_cast<std::ptrdiff_t>(presetSize) * preset);
   }
   return reading;

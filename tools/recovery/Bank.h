@@ -16,12 +16,11 @@ enum class Verdict : std::uint8_t { Sure, Doubtful, Missing };
 /// Why a preset is not sure.
 enum class Reason : std::uint8_t {
   None,
-  DropOut,       // the tones are too weak or gone
-  Noise,         // the tones are there, and something covers them
-  Count,         // a bit before it may have been lost or gained
-  Beginning,     // where the data begin is not sure
-  NotRecorded,   // the recording begins too late or ends too early
-  TakesDisagree  // each take reads it surely, and differently
+  DropOut,     // the tones are too weak or gone
+  Noise,       // the tones are there, and something covers them
+  Count,       // a bit before it may have been lost or gained
+  Beginning,   // where the data begin is not sure
+  NotRecorded  // the recording begins too late or ends too early
 };
 
 /// One of the 40 presets, as read from all takes.
@@ -57,8 +56,8 @@ struct DifferentDumps {
 /// Whether two of the takes hold different dumps: what both read surely differs.
 DifferentDumps findDifferentDumps(std::span<const Take> takes);
 
-/// Reads the bank from all takes of one dump together, bit by bit. One take is enough; none gives
-/// 40 missing presets.
+/// Reads the bank from all takes of one dump (see `findDifferentDumps`) together, bit by bit. One
+/// take is enough; none gives 40 missing presets.
 BankReading readBank(std::span<const Take> takes);
 
 /// Joins what two readers or channels found in one recording: of a dump that both found, the better

@@ -174,7 +174,6 @@ class Finder {
       case recovery::Reason::None:
         return Cause::Unclear;
       case recovery::Reason::Noise:
-      case recovery::Reason::TakesDisagree:
         break;
     }
     return cover();
@@ -192,7 +191,6 @@ class Finder {
     for (int record = 0; record < presetCount; ++record) {
       const recovery::PresetReading& preset = results.bank.preset(record);
       if (preset.verdict != recovery::Verdict::Sure &&
-          preset.reason != recovery::Reason::TakesDisagree &&
           recordingOfTake(results, preset.take) == static_cast<int>(index)) {
         ++counts[static_cast<std::size_t>(causeOf(preset.reason, record))];
       }

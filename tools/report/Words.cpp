@@ -174,8 +174,6 @@ const char* reasonWord(recovery::Reason reason) {
       return "beginning";
     case recovery::Reason::NotRecorded:
       return "not-recorded";
-    case recovery::Reason::TakesDisagree:
-      return "takes-disagree";
   }
   return "none";
 }
@@ -195,8 +193,6 @@ const char* reasonSentence(const recovery::PresetReading& preset) {
     case recovery::Reason::NotRecorded:
       return preset.verdict == recovery::Verdict::Missing ? "it is not on the recording"
                                                           : "a part of it is not on the recording";
-    case recovery::Reason::TakesDisagree:
-      return "the recordings contradict each other";
   }
   return "";
 }
