@@ -241,8 +241,6 @@ void checkTake(const Take& take, double duration, int channels) {
   checkFiniteAll(take.spectrum, "a level of the spectrum is a number");
 }
 
-bool isSureBit(const BitReading& bit) { return bit.value >= 0 && bit.margin >= sureMargin; }
-
 char byteOf(const Take& take, std::size_t byte) {
   int value = 0;
   for (std::size_t bit = 8 * byte; bit < 8 * byte + 8; ++bit) {
@@ -256,7 +254,7 @@ void checkSurePreset(const Take& take, const char* record, std::size_t preset) {
   check(take.beginningIsSure, "nothing is sure without a beginning");
   for (std::size_t i = 0; i < presetSize; ++i) {
     const std::size_t byte = presetSize * preset + i;
-    check(std::all_of(&take.bits[8 * byte], &take.bits[8 * byte] + 8, isSureBit),
+    check(std::all_of(&take.bits[8 * byte], &take.bits[8 * byte] + 8, isSure),
           "a sure preset has all its bits, with margins");
     checkEqual(record[i], byteOf(take, byte), "a byte is made of its bits");
   }

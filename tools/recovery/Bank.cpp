@@ -18,12 +18,10 @@ std::span<const BitReading> presetBits(const Take& take, int preset) {
 }
 
 bool areSure(std::span<const BitReading> bits) {
-  return std::all_of(bits.begin(), bits.end(), [](const BitReading& bit) {
-    return bit.value >= 0 && bit.margin >= sureMargin;
-  });
+  return std::all_of(bits.begin(), bits.end(), isSure);
 }
 
-bool isSure(const Take& take, int preset) {
+bool isPresetSure(const Take& take, int preset) {
   return take.beginningIsSure && areSure(presetBits(take, preset));
 }
 
@@ -102,11 +100,11 @@ Take joined(const Take& a, const Take& b) {
   }
   for (int preset = 0; preset < presetCount; ++preset) {
     const auto begin = static_cast<std::ptrdiff_t>(preset * bitsPerPreset);
-    if (isSure(take, preset) && isSure(other, preset) && differ(take, other, preset)) {
+    if (isPresetSure(take, preset) && isPresetSure(other, preset) && differ(take, other, preset)) {
       for (int i = 0; i < bitsPerPreset; ++i) {
         take.bits[static_cast<std::size_t>(begin + i)].margin = 0.0F;
       }
-    } else if (!isSure(take, preset) && isSure(other, preset)) {
+    } else if (!isPresetSure(take, preset) && isPresetSure(other, preset)) {
       std::copy_n(other.bits.begin() + begin, bitsPerPreset, take.bits.begin() + begin);
     }
   }
@@ -133,9 +131,8 @@ Reason reasonOf(const Take& take, std::span<const BitReading> bits, int doubtful
   if (!take.beginningIsSure) {
     return Reason::Beginning;
   }
-  if (std::any_of(bits.begin(), bits.end(), [&](const BitReading& bit) {
-        return bit.margin < sureMargin && isAtDropOut(take, bit);
-      })) {
+  if (std::any_of(bits.begin(), bits.end(),
+                  [&](const BitReading& bit) { return !isSure(bit) && isAtDropOut(take, bit); })) {
     return Reason::DropOut;
   }
   const bool isOfCount =
@@ -153,7 +150,7 @@ void explain(PresetReading& result, std::span<const BitReading> bits, const Take
   int doubtful = 0;
   for (std::size_t i = 0; i < bits.size(); ++i) {
     const BitReading& bit = bits[i];
-    if (bit.value < 0 || bit.margin < sureMargin || !take.beginningIsSure) {
+    if (!isSure(bit) || !take.beginningIsSure) {
       result.doubtfulBits[i / 8] |= static_cast<std::uint8_t>(0x80U >> (i % 8));
       ++doubtful;
     }
@@ -174,8 +171,8 @@ int bestForPreset(std::span<const Take> takes, int preset) {
     if (isMissing(takes[i], preset)) {
       continue;
     }
-    const float rank =
-        leastMargin(presetBits(takes[i], preset)) + (isSure(takes[i], preset) ? cleanMargin : 0.0F);
+    const float rank = leastMargin(presetBits(takes[i], preset)) +
+                       (isPresetSure(takes[i], preset) ? cleanMargin : 0.0F);
     if (best < 0 || rank > highest) {
       best = static_cast<int>(i);
       highest = rank;
@@ -264,7 +261,7 @@ std::ptrdiff_t recordedBits(const Take& take) {
 int surePresets(const Take& take) {
   int count = 0;
   for (int preset = 0; preset < presetCount; ++preset) {
-    count += isSure(take, preset) ? 1 : 0;
+    count += isPresetSure(take, preset) ? 1 : 0;
   }
   return count;
 }
@@ -273,7 +270,7 @@ DifferentDumps findDifferentDumps(std::span<const Take> takes) {
   for (std::size_t a = 0; a < takes.size(); ++a) {
     for (std::size_t b = a + 1; b < takes.size(); ++b) {
       for (int preset = 0; preset < presetCount; ++preset) {
-        if (isSure(takes[a], preset) && isSure(takes[b], preset) &&
+        if (isPresetSure(takes[a], preset) && isPresetSure(takes[b], preset) &&
             differ(takes[a], takes[b], preset)) {
           return {static_cast<int>(a), static_cast<int>(b)};
         }
@@ -329,7 +326,7 @@ void takeOpinion(Take& take, const PresetBank& other) {
     if (bit.value < 0 || !differs(bit, i)) {
       continue;
     }
-    if (isSure(take, static_cast<int>(i) / bitsPerPreset)) {
+    if (isPresetSure(take, static_cast<int>(i) / bitsPerPreset)) {
       return;
     }
     doubted.push_back(i);

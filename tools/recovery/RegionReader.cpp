@@ -97,10 +97,7 @@ bool isAnyComplete(const std::vector<Take>& takes) {
 std::optional<double> hiddenSpeedFrom(const Take& take) {
   constexpr std::ptrdiff_t few = 24;
   constexpr double reach = 0.03;  // seconds that are misread already
-  const auto isFirm = [](const BitReading& bit) {
-    return bit.value >= 0 && bit.margin >= sureMargin;
-  };
-  const auto last = std::find_if(take.bits.rbegin(), take.bits.rbegin() + few, isFirm);
+  const auto last = std::find_if(take.bits.rbegin(), take.bits.rbegin() + few, isSure);
   if (last == take.bits.rbegin() || last == take.bits.rbegin() + few) {
     return std::nullopt;
   }

@@ -34,6 +34,9 @@ struct BitReading {
   std::int8_t value = -1;  // 0, 1, or -1 where the recording does not hold the bit
 };
 
+/// Whether the bit was recorded and is sure.
+inline bool isSure(const BitReading& bit) { return bit.value >= 0 && bit.margin >= sureMargin; }
+
 /// The speed of the tape at a moment; 1.0 is the instrument's own.
 struct SpeedPoint {
   double time = 0.0;  // seconds in the recording
