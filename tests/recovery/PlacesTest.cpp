@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <utility>
@@ -16,8 +17,8 @@ using testing::ElementsAre;
 using Place = std::pair<int, int>;  // the first bit, and how many
 
 /// The doubtful places of a take of ones, of which some bits have such margins, where a bit more
-/// costs so many nats.
-std::vector<DoubtfulPlace> placesOf(const std::map<int, float>& margins, float cost) {
+/// costs so many nats. The take was given back so many bits that the sequence has lost.
+std::vector<DoubtfulPlace> placesOf(const std::map<int, float>& margins, float cost, int lost = 0) {
   BitSequence sequence;
   Take take;
   for (int i = 0; i < bitsPerBank; ++i) {
@@ -25,7 +26,9 @@ std::vector<DoubtfulPlace> placesOf(const std::map<int, float>& margins, float c
     sequence.bits.push_back({.start = start, .end = start + 0.0035, .value = true});
     take.bits.push_back({start, start + 0.0035, margins.contains(i) ? margins.at(i) : 1000.0F, 1});
   }
-  BitSequence::Stretch stretch{.begin = 100, .end = 1000, .readings = {}, .other = {}};
+  sequence.bits.erase(sequence.bits.begin() + 500, sequence.bits.begin() + 500 + lost);
+  BitSequence::Stretch stretch{
+      .begin = 100, .end = static_cast<std::size_t>(1000 - lost), .readings = {}, .other = {}};
   stretch.other.assign(3, ReadBit{});
   stretch.readings.resize(2 * farthestSlip + 1);
   stretch.readings[farthestSlip + 1] = {cost, std::vector<ReadBit>(4)};
@@ -34,12 +37,18 @@ std::vector<DoubtfulPlace> placesOf(const std::map<int, float>& margins, float c
   return take.doubtfulPlaces;
 }
 
-TEST(DoubtfulPlaces, AreOfADoubtfulCountWhereAnotherIsLikely) {
-  for (const float cost : {1.0F, 100.0F}) {
-    const DoubtfulPlace place = placesOf({{100, 1.0F}}, cost).at(0);
+TEST(DoubtfulPlaces, AreOfADoubtfulCountWhereAnotherIsLikelyOrWasChosen) {
+  const struct {
+    float cost;
+    int lost;
+    bool countIsDoubtful;
+    std::size_t nearlyRead;
+  } rows[] = {{1.0F, 0, true, 4}, {100.0F, 0, false, 3}, {100.0F, 1, true, 899}};
+  for (const auto& [cost, lost, countIsDoubtful, nearlyRead] : rows) {
+    const DoubtfulPlace place = placesOf({{100, 1.0F}}, cost, lost).at(0);
     EXPECT_EQ(place.read, std::vector<std::int8_t>(900, 1));
-    EXPECT_EQ(place.countIsDoubtful, cost < 10.0F);
-    EXPECT_EQ(place.nearlyRead.size(), cost < 10.0F ? 4U : 3U);
+    EXPECT_EQ(place.countIsDoubtful, countIsDoubtful);
+    EXPECT_EQ(place.nearlyRead.size(), nearlyRead);
     EXPECT_NEAR(place.wave.start, 100.5 * 0.0035 - 0.015, 0.001);
     EXPECT_EQ(place.wave.samples.size(), 240U);
   }

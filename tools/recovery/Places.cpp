@@ -11,7 +11,7 @@ namespace recovery {
 namespace {
 
 constexpr std::size_t mostPlaces = 20;
-constexpr int joinedGap = 4;      // sure bits between doubtful ones that part no places
+constexpr int joinedGap = 3;      // sure bits between doubtful ones that part no places, at most
 constexpr int longestPlace = 60;  // bits; what follows a doubtful count is not a place
 constexpr double waveSeconds = 0.03;
 
@@ -25,7 +25,7 @@ const BitSequence::Stretch* stretchAt(const BitSequence& sequence, double time) 
 }
 
 /// The likeliest reading of a stretch with more or fewer bits; null if each is surely worse.
-const BitSequence::Stretch::Reading* likelyCount(const BitSequence::Stretch& stretch) {
+const BitSequence::Stretch::Reading* likelyOtherCount(const BitSequence::Stretch& stretch) {
   const BitSequence::Stretch::Reading* likely = nullptr;
   for (std::size_t i = 0; i < stretch.readings.size(); ++i) {
     const BitSequence::Stretch::Reading& reading = stretch.readings[i];
@@ -37,13 +37,39 @@ const BitSequence::Stretch::Reading* likelyCount(const BitSequence::Stretch& str
   return likely;
 }
 
-std::vector<std::int8_t> valuesOf(const std::vector<ReadBit>& bits) {
+/// The values of the bits recorded that lie within `span`.
+template <typename Bit>
+std::vector<std::int8_t> valuesOf(const std::vector<Bit>& bits, const Span& span = {-1e9, 1e9}) {
   std::vector<std::int8_t> values;
-  values.reserve(bits.size());
-  for (const ReadBit& bit : bits) {
-    values.push_back(static_cast<std::int8_t>(bit.value ? 1 : 0));
+  for (const Bit& bit : bits) {
+    const auto value = static_cast<std::int8_t>(bit.value);
+    const double middle = (bit.start + bit.end) / 2.0;
+    if (value >= 0 && middle >= span.start && middle < span.end) {
+      values.push_back(value);
+    }
   }
   return values;
+}
+
+/// Fills in what was read in the stretch of a place, and what nearly.
+void describeReadings(DoubtfulPlace& place, const Take& take, const BitSequence& sequence,
+                      const BitSequence::Stretch& stretch) {
+  const std::vector<ReadBit> path(
+      sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch.begin),
+      sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch.end));
+  // A stretch may go beyond the data.
+  std::vector<std::int8_t> framed = valuesOf(take.bits, {path.front().start, path.back().end});
+  std::vector<std::int8_t> cut = valuesOf(path, recordedSpan(take));
+  if (framed.size() != cut.size()) {  // bits were given back, or taken
+    place.countIsDoubtful = true;
+    place.read = std::move(framed);
+    place.nearlyRead = std::move(cut);
+    return;
+  }
+  const BitSequence::Stretch::Reading* other = likelyOtherCount(stretch);
+  place.countIsDoubtful = other != nullptr;
+  place.read = valuesOf(path);
+  place.nearlyRead = valuesOf(other != nullptr ? other->bits : stretch.other);
 }
 
 WavePiece waveAround(double time, const std::vector<float>& recorded, double sampleRate) {
@@ -64,7 +90,7 @@ std::vector<DoubtfulPlace> findPlaces(const Take& take, const BitSequence& seque
   const int size = static_cast<int>(take.bits.size());
   for (int k = 0; k < size; ++k) {
     const BitReading& bit = take.bits[static_cast<std::size_t>(k)];
-    if (bit.value < 0 || bit.margin >= sureMargin) {
+    if (bit.value < 0 || isSure(bit)) {
       continue;
     }
     const double middle = (bit.start + bit.end) / 2.0;
@@ -74,7 +100,7 @@ std::vector<DoubtfulPlace> findPlaces(const Take& take, const BitSequence& seque
     }
     DoubtfulPlace* last = places.empty() ? nullptr : &places.back();
     if (last != nullptr && stretch == lastStretch &&
-        k - (last->firstBit + last->bitCount) < joinedGap && k - last->firstBit < longestPlace) {
+        k - (last->firstBit + last->bitCount) <= joinedGap && k - last->firstBit < longestPlace) {
       last->bitCount = k - last->firstBit + 1;
       last->margin = std::min(last->margin, bit.margin);
       last->span.end = bit.end;
@@ -102,12 +128,7 @@ void describePlaces(Take& take, const BitSequence& sequence, const std::vector<f
     const double middle = (place.span.start + place.span.end) / 2.0;
     const BitSequence::Stretch* stretch = stretchAt(sequence, middle);
     if (stretch != nullptr) {
-      const auto begin = sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch->begin);
-      const auto end = sequence.bits.begin() + static_cast<std::ptrdiff_t>(stretch->end);
-      place.read = valuesOf({begin, end});
-      const BitSequence::Stretch::Reading* count = likelyCount(*stretch);
-      place.countIsDoubtful = count != nullptr;
-      place.nearlyRead = valuesOf(count != nullptr ? count->bits : stretch->other);
+      describeReadings(place, take, sequence, *stretch);
     }
     place.wave = waveAround(middle, recorded, sampleRate);
   }
