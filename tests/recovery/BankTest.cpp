@@ -16,6 +16,7 @@ namespace {
 
 using testing::Each;
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::ResultOf;
 using testing::SizeIs;
 
@@ -190,6 +191,7 @@ std::vector<Take> merged(double seconds) {
   Take first = unsureTake(1, 0.5F);
   Take second = takeOfOnes();
   second.bits[192].margin = 0.5F;
+  first.doubtfulPlaces = {{.span = {}, .firstBit = 7, .bitCount = 1}};
   for (BitReading& bit : second.bits) {
     bit.start -= seconds;
     bit.end -= seconds;
@@ -199,7 +201,9 @@ std::vector<Take> merged(double seconds) {
 
 TEST(BankTest, MergesTakesThatOverlap) {
   EXPECT_THAT(merged(0.0), ElementsAre(ResultOf(surePresets, 40)));
+  EXPECT_THAT(merged(0.0)[0].doubtfulPlaces, IsEmpty());
   EXPECT_THAT(merged(0.003), ElementsAre(ResultOf(surePresets, 39)));
+  EXPECT_THAT(merged(0.003)[0].doubtfulPlaces, SizeIs(1));
   EXPECT_THAT(merged(10.0), SizeIs(1));
   ASSERT_THAT(merged(24.0), SizeIs(2));
   EXPECT_EQ(merged(24.0)[0].bits[192].margin, 0.5F);

@@ -108,6 +108,10 @@ Take joined(const Take& a, const Take& b) {
       std::copy_n(other.bits.begin() + begin, bitsPerPreset, take.bits.begin() + begin);
     }
   }
+  std::erase_if(take.doubtfulPlaces, [&take](const DoubtfulPlace& place) {
+    return areSure(std::span(take.bits).subspan(static_cast<std::size_t>(place.firstBit),
+                                                static_cast<std::size_t>(place.bitCount)));
+  });
   return take;
 }
 

@@ -61,7 +61,8 @@ DifferentDumps findDifferentDumps(std::span<const Take> takes);
 BankReading readBank(std::span<const Take> takes);
 
 /// Joins what two readers or channels found in one recording: of a dump that both found, the better
-/// take stays and gets those presets from the other that only the other is sure of.
+/// take stays and gets those presets from the other that only the other is sure of. Its doubtful
+/// places go where they are sure then; its leader, marker, speed and drop-outs stay as they are.
 std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& others);
 
 /// Takes the doubtful presets of a take from another reading of it, where that has the sure ones
