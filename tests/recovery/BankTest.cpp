@@ -68,6 +68,15 @@ TEST(BankTest, DoubtsThePresetOfOneUnsureBit) {
   EXPECT_EQ(reading.presets[0].doubtfulBits, (std::array<std::uint8_t, presetSize>{1}));
 }
 
+TEST(BankTest, PlacesAPresetAsFarAsItWasRecorded) {
+  Take take = takeOfOnes();
+  take.bits[0] = take.bits[191] = {};
+  const PresetReading preset = read({take}).presets[0];
+  EXPECT_EQ(preset.span.start, take.bits[1].start);
+  EXPECT_EQ(preset.span.end, take.bits[190].end);
+  EXPECT_EQ(preset.margin, -1.0F);
+}
+
 void weaken(Take& take, std::size_t bits, bool countIsDoubtful = false) {
   for (std::size_t bit = 0; bit < bits; ++bit) {
     take.bits[bit].margin = 2.0F;

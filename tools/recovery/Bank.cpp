@@ -262,6 +262,10 @@ std::ptrdiff_t recordedBits(const Take& take) {
                        [](const BitReading& bit) { return bit.value >= 0; });
 }
 
+Span presetSpan(const Take& take, int preset) {
+  return recordedSpan(take, static_cast<std::size_t>(preset) * bitsPerPreset, bitsPerPreset);
+}
+
 int surePresets(const Take& take) {
   int count = 0;
   for (int preset = 0; preset < presetCount; ++preset) {
@@ -295,7 +299,7 @@ BankReading readBank(std::span<const Take> takes) {
     const std::vector<BitReading> bits = joinBits(takes, static_cast<std::size_t>(best), preset);
     PresetReading& result = reading.presets[static_cast<std::size_t>(preset)];
     result.take = best;
-    result.span = {bits.front().start, bits.back().end};
+    result.span = presetSpan(take, preset);
     result.margin = leastMargin(bits);
     result.verdict = take.beginningIsSure && areSure(bits) ? Verdict::Sure : Verdict::Doubtful;
     explain(result, bits, take);

@@ -29,7 +29,7 @@ struct PresetReading {
   Reason reason = Reason::NotRecorded;
   int take = 0;            // index of the take that `span` belongs to, the best one for this preset
   Span span;               // seconds in that take's recording; empty where it is missing
-  float margin = 0.0F;     // the least of its bits, in nats
+  float margin = 0.0F;     // the least of its bits, in nats; -1 where a bit was not recorded
   double worstTime = 0.0;  // seconds: where the least sure bit begins
   std::array<std::uint8_t, presetSize> doubtfulBits{};  // a mask a byte: bits that are not sure
 };
@@ -68,6 +68,9 @@ std::vector<Take> mergeTakes(std::vector<Take> takes, const std::vector<Take>& o
 /// Takes the doubtful presets of a take from another reading of it, where that has the sure ones
 /// right. They stay doubtful.
 void takeOpinion(Take& take, const PresetBank& other);
+
+/// Where a preset lies in a take, as far as it was recorded; empty where it was not.
+Span presetSpan(const Take& take, int preset);
 
 /// How many presets of a take are sure, by that alone.
 int surePresets(const Take& take);

@@ -160,7 +160,7 @@ std::string strip(const Results& results, const recovery::Take& take, const Axis
   std::string result = box(time, take.leader.start, take.leader.end, top, height, "leader");
   std::array<recovery::Span, presetCount / presetsPerGroup> groups;
   for (int record = 0; record < presetCount; ++record) {
-    const auto [start, end] = presetSpan(take, record);
+    const auto [start, end] = recovery::presetSpan(take, record);
     if (end <= start) {
       continue;
     }

@@ -26,7 +26,7 @@ std::vector<Label> labelsOf(const recovery::BankReading& bank, const recovery::T
   add(take.marker, "marker");
   for (int record = 0; record < presetCount; ++record) {
     const recovery::PresetReading& preset = bank.preset(record);
-    add(presetSpan(take, record), presetName(record) + " " + verdictWord(preset.verdict));
+    add(recovery::presetSpan(take, record), presetName(record) + " " + verdictWord(preset.verdict));
   }
   for (const recovery::DropOut& dropOut : dropOutsOf(take)) {
     add(dropOut.span, "drop-out, " + decimal(dropOut.depth, 0) + " dB");

@@ -226,11 +226,6 @@ double dataStart(const recovery::Take& take) {
   return !take.bits.empty() && take.bits.front().value >= 0 ? take.bits.front().start : -1.0;
 }
 
-recovery::Span presetSpan(const recovery::Take& take, int record) {
-  return recovery::recordedSpan(take, static_cast<std::size_t>(record) * recovery::bitsPerPreset,
-                                recovery::bitsPerPreset);
-}
-
 recovery::Span dumpSpan(const recovery::Take& take) {
   recovery::Span span{1e300, -1.0};
   for (const auto& [start, end] : {take.leader, take.marker, recovery::recordedSpan(take)}) {

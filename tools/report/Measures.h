@@ -67,9 +67,6 @@ SpeedRange speedsForConverter(const Recording& recording, const Measures& measur
 /// The time of the first data bit; below 0 where it was not recorded.
 double dataStart(const recovery::Take& take);
 
-/// Where a record lies in `take`, as far as it was recorded; empty where it was not.
-recovery::Span presetSpan(const recovery::Take& take, int record);
-
 /// From the leader, or what is left, to the last bit recorded; empty where there is no bit.
 recovery::Span dumpSpan(const recovery::Take& take);
 

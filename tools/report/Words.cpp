@@ -305,7 +305,7 @@ std::string beforeSentence(const Recording& recording) {
   }
   double start = take->leader.start;
   if (take->leader.end <= take->leader.start) {
-    start = std::max(0.0, presetSpan(*take, 0).start);
+    start = std::max(0.0, recovery::presetSpan(*take, 0).start);
   }
   const double step = recording.facts.levelStep;
   double peak = 0.0;
