@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "recovery/Crossing.h"
 #include "signal/Tones.h"
