@@ -97,6 +97,8 @@ TEST(FramingTest, FindsDumps) {
       {times(15, "1") + "0" + times(2500, "10"), {"15, 0+5000"}},
       {"..." + times(30, "1") + "0" + times(2500, "10"), {"30, 0+5000"}},
       {leader + "0" + times(75, "10"), {}},
+      {leader + times(2001, "0"), {}},
+      {leader + times(2002, "0"), {"100, 0+2001 sure"}},
       {times(90, times(30, "0") + times(30, "1")), {}},
       // The beginning is missing.
       {times(50, "10") + data + silence, {"0, 0+7680 clean"}},

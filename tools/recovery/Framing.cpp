@@ -16,6 +16,7 @@ namespace {
 constexpr std::size_t fewestBits = bitsPerPreset;
 constexpr double fewestFirm = 0.75;  // part of a dump's bits that must be firm
 constexpr double fewestFirmWithoutLeader = 0.9;
+constexpr std::size_t longestNotes = 2000;  // bits: 7 s
 constexpr float cutTrust = 0.1F;  // in a count across a place like a cut, before a doubtful end
 
 class Framer {
@@ -122,7 +123,7 @@ class Framer {
     const double fewest =
         beginning.leaderOnes >= plainLeader ? fewestFirm : fewestFirmWithoutLeader;
     return data.size() >= fewestBits && firmPart(beginning.firstBit, end) >= fewest &&
-           (isSure || !isSteady(data));
+           (!isSteady(data) || (isSure && data.size() > longestNotes));
   }
 
   /// Whether the bits are hardly more than one tone and then the other, as notes are.
