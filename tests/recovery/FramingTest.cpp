@@ -106,6 +106,10 @@ TEST(FramingTest, FindsDumps) {
       {times(1000, "10") + times(12, "1") + "0" + times(1500, "10") + silence, {"0, 2667+5013"}},
       // Another one follows.
       {dump + dump + silence, {"100, 0+7680 sure", "100, 0+7680 sure clean"}},
+      {leader + "0" + times(3838, "10") + "0111" + dump + silence,
+       {"100, 0+7680 sure", "103, 0+7680 sure clean"}},
+      {leader + "0" + times(3826, "10") + "0" + dump + silence,
+       {"100, 0+7653 sure", "100, 0+7680 sure clean"}},
       {dump + times(8, ".") + dump + silence, {"100, 0+7680 sure clean", "100, 0+7680 sure clean"}},
       {leader + "0" + times(3838, "10") + "..10" + times(20, ".") + dump + silence,
        {"100, 0+7680 sure clean", "100, 0+7680 sure clean"}},

@@ -56,6 +56,8 @@ TEST(HalfPeriods, MakeChainsOfBits) {
   EXPECT_THAT(chainsOf(zero + one + zero + "s"), ElementsAre(leader + "010"));
   EXPECT_THAT(chainsOf("lccl" + one.substr(4) + "abts" + zero + "s"), ElementsAre(leader + "010"));
   EXPECT_THAT(chainsOf(zero + one + "s" + zero + one + "l"), ElementsAre(leader + "0", "01"));
+  EXPECT_THAT(chainsOf(zero + std::string(1201, 's') + zero + one + "l"),
+              ElementsAre(leader + "0" + std::string(100, '1'), "01"));
   EXPECT_THAT(chainsOf(zero + one + "lll" + one + "l"), ElementsAre(leader + "01", "1"));
   EXPECT_THAT(chainsOf(zero + one + "xsssss" + one + zero + one + "l"),
               ElementsAre(leader + "01", "101"));

@@ -25,7 +25,7 @@ class Framer {
 
   std::vector<Take> frame() {
     for (const IndexRange& range : findToneRanges(sequence.bits)) {
-      frameRange(range, range.end);
+      frameRange(range, range.end, 0);
     }
     std::sort(takes.begin(), takes.end(), [](const Take& a, const Take& b) {
       return recordedSpan(a).start < recordedSpan(b).start;
@@ -35,25 +35,28 @@ class Framer {
 
  private:
   /// Frames the best dump within `range`, then those before and after it. `toneEnd` is where its
-  /// tones end.
-  void frameRange(const IndexRange& range, std::size_t toneEnd) {
+  /// tones end. The `onesAfter` bits after it were taken for a leader, but may be the end of data.
+  void frameRange(IndexRange range, std::size_t toneEnd, std::size_t onesAfter) {
     if (range.end - range.begin < fewestBits) {
       return;
     }
-    const DumpEdges edges(sequence, range, toneEnd);
-    const std::optional<Beginning> beginning = edges.findBeginning();
+    const std::optional<Beginning> beginning = DumpEdges(sequence, range, toneEnd).findBeginning();
     if (!beginning) {
       return;
     }
-    const std::size_t dataEnd = std::min(beginning->firstBit + dataBits, range.end);
-    build(*beginning, edges, range);
+    const std::size_t expected = beginning->firstBit + dataBits;
+    if (expected <= range.end + onesAfter) {
+      range.end = std::max(range.end, expected);
+    }
+    const std::size_t dataEnd = std::min(expected, range.end);
+    build(*beginning, DumpEdges(sequence, range, toneEnd), range);
     const std::size_t head =
         beginning->firstBit - std::min(beginning->firstBit, beginning->leaderOnes + 1);
     if (head > range.begin) {
-      frameRange({range.begin, head}, toneEnd);
+      frameRange({range.begin, head}, toneEnd, std::min(beginning->leaderOnes, plainLeader));
     }
     if (dataEnd < range.end) {
-      frameRange({dataEnd, range.end}, toneEnd);
+      frameRange({dataEnd, range.end}, toneEnd, onesAfter);
     }
   }
 

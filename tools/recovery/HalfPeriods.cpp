@@ -23,6 +23,8 @@ constexpr float lowestPeak = 0.35F;  // below which a half-period is too weak to
 constexpr float silentPeak = 0.2F;   // below which there is no tone
 constexpr double silentSeconds = 0.004;
 
+constexpr std::size_t fewestOfLeader = static_cast<std::size_t>(100 * shortsPerOneBit);
+
 enum class Kind { Short, Long, Odd, Silence };
 
 struct HalfPeriod {
@@ -137,17 +139,26 @@ class Joiner {
     if (rest != 0 && !isFirstRunDone) {
       first = isLast ? run.size() : rest;
     } else if (rest != 0 && !isLast) {
+      if (run.front().kind == Kind::Short && run.size() >= fewestOfLeader) {
+        // The data may end in ones just before the leader of another dump.
+        addBits(0);
+      }
       breakChain();
       isFirstRunDone = true;
       run.clear();
       return;
     }
+    addBits(first);
+    isFirstRunDone = true;
+    run.clear();
+  }
+
+  void addBits(std::size_t first) {
+    const std::size_t perBit = halfPeriodsPerBit();
     for (std::size_t i = first; i + perBit <= run.size(); i += perBit) {
       chain.bits.push_back(
           {run[i].start, run[i + perBit - 1].end, run.front().kind == Kind::Short});
     }
-    isFirstRunDone = true;
-    run.clear();
   }
 
   void endChain(bool inSilence) {

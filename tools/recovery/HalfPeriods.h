@@ -14,7 +14,8 @@ struct TimedBit {
 };
 
 /// Bits that follow each other without a flaw: every half-period has a length of its class and the
-/// height of the tones, and each run of them makes whole bits.
+/// height of the tones, and each run of them makes whole bits. Only a run as long as a leader,
+/// where a chain ends, may hold a part of one more.
 struct BitChain {
   std::vector<TimedBit> bits;
   bool endsInSilence = false;
